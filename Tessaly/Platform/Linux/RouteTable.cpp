@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <utility>
@@ -30,15 +31,17 @@ Bytes after(Bytes bytes, std::size_t count) { return bytes.subspan(std::min(byte
 
 constexpr std::size_t aligned(std::size_t length) { return (length + 3) & ~std::size_t{3}; }
 
-/// Calls the function with the kind and the contents of each attribute.
+/// Calls the function with the kind and the contents of each attribute, until the function finds a malformed attribute
+/// and returns false. Returns whether every attribute is well-formed.
 template <typename Function>
-void forEachAttribute(Bytes bytes, Function function) {
+bool forEachAttribute(Bytes bytes, Function function) {
   while (const auto header = read<rtattr>(bytes)) {
-    if (header->rta_len < sizeof(rtattr) || header->rta_len > bytes.size()) return;
-    function(static_cast<unsigned>(header->rta_type & NLA_TYPE_MASK),
-             bytes.subspan(sizeof(rtattr), header->rta_len - sizeof(rtattr)));
+    if (header->rta_len < sizeof(rtattr) || header->rta_len > bytes.size()) return false;
+    const auto kind = static_cast<unsigned>(header->rta_type & NLA_TYPE_MASK);
+    if (!function(kind, bytes.subspan(sizeof(rtattr), header->rta_len - sizeof(rtattr)))) return false;
     bytes = after(bytes, aligned(header->rta_len));
   }
+  return bytes.empty();
 }
 
 std::optional<std::size_t> addressSize(std::uint8_t family) {
@@ -52,6 +55,29 @@ bool copyAddress(Bytes from, std::size_t size, Array& to) {
   if (from.size() != size) return false;
   std::ranges::copy(from, to.begin());
   return true;
+}
+
+template <typename Number>
+bool copyNumber(Bytes from, Number& to) {
+  const auto number = read<Number>(from);
+  to = number.value_or(to);
+  return number.has_value();
+}
+
+/// Adds the link of each next hop, except dead next hops. Returns whether every next hop is well-formed.
+bool addLinks(Bytes ways, std::vector<int>& links) {
+  while (const auto way = read<rtnexthop>(ways)) {
+    if (way->rtnh_len < sizeof(rtnexthop) || way->rtnh_len > ways.size()) return false;
+    if ((way->rtnh_flags & RTNH_F_DEAD) == 0) links.push_back(way->rtnh_ifindex);
+    ways = after(ways, aligned(way->rtnh_len));
+  }
+  return ways.empty();
+}
+
+/// The `errno` in the message that ends a dump, or 0 after a success. An error without a code is a malformed message.
+int errorIn(const nlmsghdr& header, Bytes payload) {
+  const int code = read<int>(payload).value_or(header.nlmsg_type == NLMSG_ERROR ? -EBADMSG : 0);
+  return code < 0 ? -std::max(code, -4095) : 0;
 }
 
 bool isLinkUp(unsigned flags) {
@@ -70,10 +96,8 @@ RouteTable::Outcome RouteTable::apply(Bytes datagram, Origin origin) {
     if ((header->nlmsg_flags & NLM_F_DUMP_INTR) != 0) outcome.isInterrupted = true;
     switch (header->nlmsg_type) {
       case NLMSG_DONE:
-        outcome.isDone = true;
-        break;
       case NLMSG_ERROR:
-        if (const auto code = read<int>(payload)) outcome.error = *code < 0 ? -std::max(*code, -4095) : 0;
+        outcome.error = errorIn(*header, payload);
         outcome.isDone = true;
         break;
       case RTM_NEWLINK:
@@ -119,12 +143,13 @@ void RouteTable::applyAddress(Bytes payload, bool isThere, Outcome& outcome) {
   std::optional<AddressBytes> bytes;
   std::optional<AddressBytes> local;
   std::uint32_t flags = part->ifa_flags;
-  forEachAttribute(after(payload, NLMSG_ALIGN(sizeof(ifaddrmsg))), [&](unsigned kind, Bytes contents) {
-    AddressBytes address{};
-    if (kind == IFA_ADDRESS && copyAddress(contents, *size, address)) bytes = address;
-    if (kind == IFA_LOCAL && copyAddress(contents, *size, address)) local = address;
-    if (kind == IFA_FLAGS) flags = read<std::uint32_t>(contents).value_or(flags);
+  const auto attributes = after(payload, NLMSG_ALIGN(sizeof(ifaddrmsg)));
+  const bool isWellFormed = forEachAttribute(attributes, [&](unsigned kind, Bytes contents) {
+    if (kind == IFA_ADDRESS) return copyAddress(contents, *size, bytes.emplace());
+    if (kind == IFA_LOCAL) return copyAddress(contents, *size, local.emplace());
+    return kind != IFA_FLAGS || copyNumber(contents, flags);
   });
+  if (!isWellFormed) return;
   // If both exist, IFA_ADDRESS is the address of the other end.
   if (local) bytes = local;
   if (!bytes) return;
@@ -151,32 +176,26 @@ void RouteTable::applyRoute(Bytes payload, Origin origin, Outcome& outcome) {
   AddressBytes destination{};
   int link = 0;
   bool hasWays = false;
-  forEachAttribute(after(payload, NLMSG_ALIGN(sizeof(rtmsg))), [&](unsigned kind, Bytes contents) {
+  const auto attributes = after(payload, NLMSG_ALIGN(sizeof(rtmsg)));
+  const bool isWellFormed = forEachAttribute(attributes, [&](unsigned kind, Bytes contents) {
     switch (kind) {
       case RTA_DST:
-        copyAddress(contents, *size, destination);
-        break;
+        return copyAddress(contents, *size, destination);
       case RTA_PREFSRC:
-        route.hasPreferredSource = copyAddress(contents, *size, route.preferredSource);
-        break;
+        route.hasPreferredSource = true;
+        return copyAddress(contents, *size, route.preferredSource);
       case RTA_OIF:
-        link = read<int>(contents).value_or(0);
-        break;
+        return copyNumber(contents, link);
       case RTA_TABLE:
-        table = read<std::uint32_t>(contents).value_or(table);
-        break;
+        return copyNumber(contents, table);
       case RTA_MULTIPATH:
         hasWays = true;
-        while (const auto way = read<rtnexthop>(contents)) {
-          if (way->rtnh_len < sizeof(rtnexthop) || way->rtnh_len > contents.size()) break;
-          if ((way->rtnh_flags & RTNH_F_DEAD) == 0) route.links.push_back(way->rtnh_ifindex);
-          contents = after(contents, aligned(way->rtnh_len));
-        }
-        break;
+        return addLinks(contents, route.links);
       default:
-        break;
+        return true;
     }
   });
+  if (!isWellFormed) return;
   if (table != RT_TABLE_MAIN && table != RT_TABLE_DEFAULT) return;
   if (origin == Origin::event) {
     outcome.needsRoutes = true;

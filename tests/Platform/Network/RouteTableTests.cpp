@@ -7,7 +7,9 @@
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -38,6 +40,11 @@ class Datagram {
     header.rta_len = static_cast<unsigned short>(sizeof header + sizeof value);
     append(header);
     append(value);
+    return finish();
+  }
+  template <typename Part>
+  Datagram& trailing(const Part& part) {
+    append(part);
     return finish();
   }
   Datagram& address(unsigned kind, const std::string& text) {
@@ -320,6 +327,45 @@ TEST_F(RouteTableTest, ReportsTheEndOfADump) {
   EXPECT_EQ(refused.error, EPERM);
   error.error = INT32_MIN;
   EXPECT_EQ(table.apply(Datagram().message(NLMSG_ERROR, error).bytes(), Origin::dump).error, 4095);
+}
+
+TEST_F(RouteTableTest, ErrorWithoutACodeIsAFailedDump) {
+  RouteTable table;
+  nlmsghdr header{};
+  header.nlmsg_len = sizeof header;
+  header.nlmsg_type = NLMSG_ERROR;
+  const auto outcome = table.apply(std::as_bytes(std::span(&header, 1)), Origin::dump);
+  EXPECT_TRUE(outcome.isDone);
+  EXPECT_EQ(outcome.error, EBADMSG);
+}
+
+TEST_F(RouteTableTest, EndOfADumpMayReportAFailure) {
+  RouteTable table;
+  const auto outcome = table.apply(Datagram().message(NLMSG_DONE, -ENOBUFS).bytes(), Origin::dump);
+  EXPECT_TRUE(outcome.isDone);
+  EXPECT_EQ(outcome.error, ENOBUFS);
+}
+
+TEST_F(RouteTableTest, MessageWithAMalformedAttributeChangesNothing) {
+  const auto routes = [](const Datagram& datagram, Origin origin = Origin::dump) {
+    RouteTable table;
+    EXPECT_FALSE(table.apply(datagram.bytes(), origin).needsRoutes);
+    return table.routesForTesting();
+  };
+  using Short = std::uint16_t;
+  for (const unsigned kind : {RTA_DST, RTA_PREFSRC, RTA_OIF, RTA_TABLE, RTA_MULTIPATH}) {
+    SCOPED_TRACE(kind);
+    EXPECT_EQ(routes(Datagram().defaultRoute(ethernet).attribute(kind, Short{1})), 0u);
+    EXPECT_EQ(routes(Datagram().defaultRoute(ethernet).attribute(kind, Short{1}), Origin::event), 0u);
+  }
+  const rtattr tooLong{.rta_len = 100, .rta_type = RTA_PREFSRC};
+  EXPECT_EQ(routes(Datagram().route({}).attribute(RTA_PRIORITY, 1).trailing(tooLong)), 0u);
+  RouteTable table;
+  table.apply(Datagram().hasAddress(ethernet, "10.0.0.1").bytes(), Origin::dump);
+  table.apply(Datagram().hasAddress(ethernet, "10.0.0.1").attribute(IFA_LOCAL, Short{1}).bytes(), Origin::dump);
+  table.apply(Datagram().hasAddress(ethernet, "10.0.0.2").attribute(IFA_LOCAL, Short{1}).bytes(), Origin::dump);
+  table.apply(Datagram().hasAddress(ethernet, "10.0.0.3").attribute(IFA_FLAGS, Short{1}).bytes(), Origin::dump);
+  EXPECT_EQ(table.addressesForTesting(), 1u);
 }
 
 TEST_F(RouteTableTest, TruncatedMessagesAreHarmless) {
