@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string_view>
 #include <utility>
 
@@ -18,6 +19,10 @@ namespace Tessaly::inline v1::detail {
 namespace {
 
 constexpr std::uint32_t entryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+
+std::shared_ptr<const std::function<void()>> sharedHandler(std::function<void()> handler) {
+  return handler ? std::make_shared<const std::function<void()>>(std::move(handler)) : nullptr;
+}
 
 }  // namespace
 
@@ -31,13 +36,42 @@ InotifyObjectSource::~InotifyObjectSource() {
   if (watch_ >= 0) InotifyHub::shared().remove(watch_, *this);
 }
 
-void InotifyObjectSource::setEventHandler(std::function<void()> handler) { eventHandler_ = std::move(handler); }
+void InotifyObjectSource::setEventHandler(std::function<void()> handler) {
+  Handler replaced = sharedHandler(std::move(handler));
+  UnfairLock::Guard guard(lock_);
+  eventHandler_.swap(replaced);
+}
 
-void InotifyObjectSource::setCancelHandler(std::function<void()> handler) { cancelHandler_ = std::move(handler); }
+void InotifyObjectSource::setCancelHandler(std::function<void()> handler) {
+  Handler replaced = sharedHandler(std::move(handler));
+  UnfairLock::Guard guard(lock_);
+  cancelHandler_.swap(replaced);
+}
 
 void InotifyObjectSource::resume() {
+  {
+    UnfairLock::Guard guard(lock_);
+    if (isScheduled_ || isCancelled_ || watch_ >= 0) return;
+    isScheduled_ = true;
+  }
+  bool isGone = false;
+  const int watch = this->watch(isGone);
+  bool isCancelled = false;
+  {
+    UnfairLock::Guard guard(lock_);
+    isScheduled_ = false;
+    isCancelled = isCancelled_;
+    if (!isCancelled && watch >= 0) watch_ = watch;
+    if (isGone) pending_ |= IN_ATTRIB;
+    if (pending_ != 0 || isCancelled) schedule();
+  }
+  if (watch < 0) throw POSIXError(-watch);
+  if (isCancelled) InotifyHub::shared().remove(watch, *this);
+}
+
+int InotifyObjectSource::watch(bool& isGone) {
   struct stat status{};
-  if (::fstat(descriptor_, &status) != 0) throw POSIXError::last();
+  if (::fstat(descriptor_, &status) != 0) return -errno;
   links_ = status.st_nlink;
   size_ = status.st_size;
   isFolder_ = S_ISDIR(status.st_mode);
@@ -47,15 +81,9 @@ void InotifyObjectSource::resume() {
   if (isFolder_) events |= entryEvents;
   const int watch =
       InotifyHub::shared().add(fmt::format("/proc/self/fd/{}", descriptor_).c_str(), events, shared_from_this());
-  if (watch < 0) throw POSIXError(-watch);
   // The kernel sends no event for a removal before the watch existed.
-  const bool isGone = ::fstat(descriptor_, &status) == 0 && (status.st_nlink == 0 || hasLostName(status));
-  UnfairLock::Guard guard(lock_);
-  watch_ = watch;
-  if (isGone) {
-    pending_ |= IN_ATTRIB;
-    schedule();
-  }
+  isGone = watch >= 0 && ::fstat(descriptor_, &status) == 0 && (status.st_nlink == 0 || hasLostName(status));
+  return watch;
 }
 
 void InotifyObjectSource::cancel() noexcept {
@@ -91,6 +119,8 @@ void InotifyObjectSource::schedule() noexcept {
 
 void InotifyObjectSource::deliver() noexcept {
   std::shared_ptr<InotifyObjectSource> self;
+  Handler eventHandler;
+  Handler cancelHandler;
   std::uint32_t events = 0;
   bool isOver = false;
   {
@@ -99,15 +129,18 @@ void InotifyObjectSource::deliver() noexcept {
     events = std::exchange(pending_, 0);
     isOver = isCancelled_;
     hasEnded_ = isOver;
+    eventHandler = eventHandler_;
+    if (isOver) {
+      // The handlers may hold references to this source.
+      eventHandler_ = nullptr;
+      cancelHandler = std::exchange(cancelHandler_, nullptr);
+    }
   }
   if (isOver) {
-    if (cancelHandler_) callNotification("A file source's cancel handler", cancelHandler_);
-    // The handlers may hold references to this source.
-    eventHandler_ = nullptr;
-    cancelHandler_ = nullptr;
+    if (cancelHandler) callNotification("A file source's cancel handler", *cancelHandler);
   } else {
     fired_ = translate(events);
-    if (!(fired_ & mask_).isEmpty() && eventHandler_) callNotification("A file source's event handler", eventHandler_);
+    if (!(fired_ & mask_).isEmpty() && eventHandler) callNotification("A file source's event handler", *eventHandler);
   }
   UnfairLock::Guard guard(lock_);
   isScheduled_ = false;

@@ -41,6 +41,12 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   void wake() noexcept override;
 
  private:
+  /// Shared, so that a handler that is replaced during its call lives until it returns.
+  using Handler = std::shared_ptr<const std::function<void()>>;
+
+  /// Watches the file. Returns the number of the watch, or the negative `errno`. Sets `isGone` if the file was removed
+  /// before the watch existed.
+  int watch(bool& isGone);
   void deliver() noexcept;
   void schedule() noexcept TESSALY_REQUIRES(lock_);
   FileSystemEvent translate(std::uint32_t inotifyMask) noexcept;
@@ -51,8 +57,6 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   const FileSystemEvent mask_;
   const OS_dispatch_queue queue_;
   bool isFolder_ = false;
-  std::function<void()> eventHandler_;
-  std::function<void()> cancelHandler_;
   // The events of the present delivery. There is one delivery at a time.
   FileSystemEvent fired_;
   bool isRemoved_ = false;
@@ -60,8 +64,12 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   off_t size_ = 0;
 
   UnfairLock lock_;
+  Handler eventHandler_ TESSALY_GUARDED_BY(lock_);
+  Handler cancelHandler_ TESSALY_GUARDED_BY(lock_);
   int watch_ TESSALY_GUARDED_BY(lock_) = -1;
   std::uint32_t pending_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// Whether a delivery is pending or running. Also true during `resume`, so that no handler is called meanwhile: the
+  /// cancel handler may close the descriptor.
   bool isScheduled_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
   bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;

@@ -14,8 +14,10 @@
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
+#include "tests/Support/InotifyWatches.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -204,6 +206,42 @@ TEST_F(FileSystemObjectSourceTest, SourceCancelledBeforeItsStartOnlyEnds) {
   const Watched watched = watch("a", FileSystemEvent::write);
   end(watched);
   EXPECT_EQ(watched.fired->load(), 0u);
+}
+
+TEST_F(FileSystemObjectSourceTest, CancelledSourceLeavesNoWatch) {
+  put("a", "one");
+  const Watched before = watch("a", FileSystemEvent::write);
+  end(before);
+  before.source->resume();
+  EXPECT_EQ(Tests::watchCount(), 0);
+  for (int round = 0; round < repetitions(200); ++round) {
+    const Watched during = watch("a", FileSystemEvent::write);
+    std::thread other([&] { during.source->cancel(); });
+    for (int i = 0; i < round % 20; ++i) std::this_thread::yield();
+    EXPECT_NO_THROW(during.source->resume());
+    other.join();
+    end(during);
+    ASSERT_EQ(Tests::watchCount(), 0) << round;
+  }
+}
+
+TEST_F(FileSystemObjectSourceTest, HandlerLivesUntilItReturns) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::write);
+  auto resource = std::make_shared<int>(5);
+  std::atomic<long> holders = -1;
+  watched.source->setEventHandler([&holders, source = watched.source.get(), held = resource] {
+    const std::weak_ptr<int> witness = held;
+    std::atomic<long>& result = holders;
+    source->setEventHandler({});
+    result = witness.use_count();
+  });
+  resource.reset();
+  watched.source->resume();
+  put("a", "two");
+  EXPECT_TRUE(Tests::waitUntil([&] { return holders >= 0; }));
+  EXPECT_GT(holders, 0);
+  end(watched);
 }
 
 TEST_F(FileSystemObjectSourceTest, InvalidDescriptorIsRefused) {

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,6 +16,7 @@
 #include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Support/InotifyWatches.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/UnreadEvents.hpp"
 #include "tests/Support/WaitUntil.hpp"
@@ -24,29 +24,9 @@
 namespace Tessaly::inline v1 {
 namespace {
 
+using Tests::inotifyDescriptors;
 using Tests::waitUntil;
-
-/// The numbers of the process's inotify descriptors.
-std::vector<std::string> inotifyDescriptors() {
-  std::vector<std::string> numbers;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code ignored;
-    if (std::filesystem::read_symlink(entry.path(), ignored) == "anon_inode:inotify") {
-      numbers.push_back(entry.path().filename());
-    }
-  }
-  return numbers;
-}
-
-/// The number of directories and files that the process watches.
-std::ptrdiff_t watchCount() {
-  std::ptrdiff_t count = 0;
-  for (const std::string& number : inotifyDescriptors()) {
-    std::ifstream description("/proc/self/fdinfo/" + number);
-    for (std::string line; std::getline(description, line);) count += line.starts_with("inotify ") ? 1 : 0;
-  }
-  return count;
-}
+using Tests::watchCount;
 
 class SettingsWatcher : public Tests::StoreFixture {
  protected:
