@@ -13,21 +13,25 @@ struct NotificationCenter::Observer {
   Observer(Token token, std::optional<std::string> name, const std::shared_ptr<Object>& object, Handler handler)
       : token(token),
         name(std::move(name)),
-        wantsOneObject(object != nullptr),
-        object(object),
+        object(object.get()),
+        isOwned(object.use_count() > 0),
+        owner(object),
         handler(std::move(handler)) {}
 
   [[nodiscard]] bool wants(const Notification& notification) const {
     if (name && *name != notification.name) return false;
-    // The owners are compared, not the addresses. So a new object at the address of a destroyed one does not match.
-    return !wantsOneObject || (notification.object != nullptr && !object.owner_before(notification.object) &&
-                               !notification.object.owner_before(object));
+    if (object == nullptr) return true;
+    // A new object at the address of a destroyed one does not match.
+    return object == notification.object.get() && !(isOwned && owner.expired());
   }
 
   const Token token;
   const std::optional<std::string> name;
-  const bool wantsOneObject;
-  const std::weak_ptr<Object> object;
+  /// Only compared: the object may be destroyed. Null if the observer wants all objects.
+  const Object* const object;
+  /// Whether the object has an owner. An object without an owner never counts as destroyed.
+  const bool isOwned;
+  const std::weak_ptr<Object> owner;
   const Handler handler;
   std::atomic<bool> isRemoved{false};
 };

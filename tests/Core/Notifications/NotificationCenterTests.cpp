@@ -5,7 +5,9 @@
 #include <any>
 #include <atomic>
 #include <csignal>
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -59,6 +61,46 @@ TEST(NotificationCenter, ObserverOfOneObjectIgnoresOtherObjects) {
   center.post({.name = "opened"});
   center.post({.name = "opened", .object = std::make_shared<Document>()});
   EXPECT_EQ(told, 1);
+}
+
+TEST(NotificationCenter, ObjectsOfOneOwnerAreDistinct) {
+  struct Pair {
+    Document first;
+    Document second;
+  };
+  const auto pair = std::make_shared<Pair>();
+  const std::shared_ptr<Object> first(pair, &pair->first);
+  const std::shared_ptr<Object> second(pair, &pair->second);
+  NotificationCenter center;
+  std::vector<std::string> told;
+  center.addObserver("opened", first, [&](const Notification&) { told.emplace_back("first"); });
+  center.addObserver("opened", second, [&](const Notification&) { told.emplace_back("second"); });
+  center.post({.name = "opened", .object = second});
+  EXPECT_THAT(told, ElementsAre("second"));
+}
+
+TEST(NotificationCenter, ObjectsWithoutAnOwnerAreDistinct) {
+  Document documents[2];
+  const std::shared_ptr<Object> first(std::shared_ptr<void>(), &documents[0]);
+  const std::shared_ptr<Object> second(std::shared_ptr<void>(), &documents[1]);
+  NotificationCenter center;
+  std::vector<std::string> told;
+  center.addObserver("opened", first, [&](const Notification&) { told.emplace_back("first"); });
+  center.addObserver("opened", second, [&](const Notification&) { told.emplace_back("second"); });
+  center.post({.name = "opened", .object = second});
+  EXPECT_THAT(told, ElementsAre("second"));
+}
+
+TEST(NotificationCenter, ObserverIgnoresAnObjectAtAFormerAddress) {
+  alignas(Document) std::byte place[sizeof(Document)];
+  const auto make = [&] {
+    return std::shared_ptr<Document>(new (place) Document, [](Document* document) { std::destroy_at(document); });
+  };
+  NotificationCenter center;
+  int told = 0;
+  center.addObserver("opened", make(), [&](const Notification&) { ++told; });
+  center.post({.name = "opened", .object = make()});
+  EXPECT_EQ(told, 0);
 }
 
 TEST(NotificationCenter, ARemovedObserverIsNotCalled) {
