@@ -20,7 +20,7 @@ namespace Tessaly::inline v1::Text {
 /// Thread contract: thread-compatible.
 ///
 ///     for (char32_t scalar : Scalars("né")) std::cout << static_cast<std::uint32_t>(scalar) << ' ';  // 110 233
-class Scalars : public std::ranges::view_interface<Scalars> {
+class TESSALY_NON_OWNING Scalars : public std::ranges::view_interface<Scalars> {
  public:
   class Iterator {
    public:
