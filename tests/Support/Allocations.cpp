@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -13,6 +14,8 @@ namespace {
 constinit thread_local long allocations = 0;
 constinit thread_local long deallocations = 0;
 constinit std::atomic<long> blocksInUse{0};
+constinit std::atomic<std::size_t> minimumFailingSize{SIZE_MAX};
+constinit std::atomic<long> allocationsBeforeFailure{0};
 
 void countAllocation() {
   ++allocations;
@@ -32,6 +35,13 @@ namespace Tessaly::Tests {
 long allocationsOfThisThread() { return allocations; }
 long deallocationsOfThisThread() { return deallocations; }
 long allocatedBlocks() { return blocksInUse.load(); }
+
+FailingAllocations::FailingAllocations(std::size_t minimumSize, long skipped) {
+  allocationsBeforeFailure = skipped;
+  minimumFailingSize = minimumSize;
+}
+
+FailingAllocations::~FailingAllocations() { minimumFailingSize = SIZE_MAX; }
 
 }  // namespace Tessaly::Tests
 
@@ -54,6 +64,9 @@ namespace {
 namespace {
 
 void* allocate(std::size_t size, std::size_t alignment) {
+  if (size >= minimumFailingSize.load(std::memory_order_relaxed) && allocationsBeforeFailure.fetch_sub(1) <= 0) {
+    throw std::bad_alloc();
+  }
   countAllocation();
   void* memory = nullptr;
   if (alignment <= alignof(std::max_align_t)) {

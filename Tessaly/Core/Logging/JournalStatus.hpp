@@ -17,9 +17,9 @@ enum class JournalState : std::uint8_t {
   socketMissing,
   /// Records are sent.
   sending,
-  /// The journal refused a record; `JournalStatus::error` says why. `ELIBACC` means that this system lacks libsystemd.
-  /// The library tries again every second. A record that is invalid or too large does not cause this state, because the
-  /// library discards it.
+  /// The journal refused a record; `JournalStatus::error` says why. `ELIBACC` means that this system lacks libsystemd,
+  /// and `ENOMEM` that this process lacked the memory for the record. The library tries again every second. A record
+  /// that is invalid or too large does not cause this state, because the library discards it.
   refused,
   /// The library has been sending one record for more than two seconds, because the journal does not answer.
   notAnswering,

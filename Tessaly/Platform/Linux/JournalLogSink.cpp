@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <new>
 #include <string_view>
 
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
@@ -182,6 +183,7 @@ bool JournalLogSink::sendRecord(const StoredLogRecord& record) noexcept {
     if (answer == Answer::unwanted) lostRecords_.fetch_add(1, std::memory_order_relaxed);
     return answer != Answer::failed;
   } catch (const std::bad_alloc&) {
+    noteRefusal(ENOMEM);
     return false;
   }
 }
@@ -196,6 +198,7 @@ bool JournalLogSink::sendLossNotice() noexcept {
     fields.add("TESSALY_CATEGORY", "JournalLogSink");
     if (send(fields.vectors(), fields.count()) == Answer::failed) return false;
   } catch (const std::bad_alloc&) {
+    noteRefusal(ENOMEM);
     return false;
   }
   untoldLosses_ = 0;
@@ -209,8 +212,7 @@ JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noex
   // The journal refuses only this entry. The next entries must not wait for it.
   if (status == -EINVAL || status == -E2BIG || status == -EMSGSIZE) return Answer::unwanted;
   if (status < 0) {
-    error_.store(-status, std::memory_order_relaxed);
-    state_.store(JournalState::refused, std::memory_order_relaxed);
+    noteRefusal(-status);
     return Answer::failed;
   }
   // The call also reports success if there is no journal.
@@ -221,6 +223,11 @@ JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noex
   error_.store(0, std::memory_order_relaxed);
   state_.store(JournalState::sending, std::memory_order_relaxed);
   return Answer::taken;
+}
+
+void JournalLogSink::noteRefusal(int error) noexcept {
+  error_.store(error, std::memory_order_relaxed);
+  state_.store(JournalState::refused, std::memory_order_relaxed);
 }
 
 void JournalLogSink::flush(std::chrono::nanoseconds limit) noexcept {

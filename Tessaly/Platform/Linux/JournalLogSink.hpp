@@ -79,6 +79,7 @@ class TESSALY_EXPORT JournalLogSink {
   [[nodiscard]] bool sendRecord(const StoredLogRecord& record) noexcept;
   [[nodiscard]] bool sendLossNotice() noexcept;
   [[nodiscard]] Answer send(const iovec* fields, int count) noexcept;
+  void noteRefusal(int error) noexcept;
   void park(const LogCursor& cursor, std::uint32_t signal) noexcept;
 
   const LogRing& ring_;

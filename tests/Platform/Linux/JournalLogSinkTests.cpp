@@ -16,7 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournalLogSink.hpp"
+#include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
@@ -218,6 +220,25 @@ TEST_F(JournalLogSinkTest, RefusalIsReportedAndLosesNothing) {
   EXPECT_EQ(journal.status().error, 0);
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two", "three", "four"));
 }
+
+#if !TESSALY_IS_SANITIZED  // Under a sanitizer, a failed allocation stops the process.
+TEST_F(JournalLogSinkTest, LackOfMemoryIsReportedAndLosesNothing) {
+  makeSocket();
+  auto& journal = makeJournal({.retryInterval = 1ms});
+  const std::string large(4000, 'x');
+  write(journal, "one");
+  journal.flush(10s);
+  {
+    const Tests::FailingAllocations failing(large.size());
+    write(journal, large);
+    EXPECT_TRUE(Tests::waitUntil([&] { return journal.status().state == JournalState::refused; }));
+    EXPECT_EQ(journal.status().error, ENOMEM);
+  }
+  EXPECT_TRUE(Tests::waitUntil([&] { return journal.status().sentRecords == 2; }));
+  EXPECT_EQ(journal.status().state, JournalState::sending);
+  EXPECT_THAT(sentMessages(), ElementsAre("one", large));
+}
+#endif
 
 TEST_F(JournalLogSinkTest, SocketThatReturnsLosesNothing) {
   makeSocket();
