@@ -7,10 +7,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-ForwardEdit::ForwardEdit(NSMutableAttributedString& string)
-    : string_(string), original_(std::move(string.units_)), originalRuns_(std::move(string.runs_)) {
-  units_.reserve(original_.size());
-  runs_.reserve(originalRuns_.size());
+ForwardEdit::ForwardEdit(NSMutableAttributedString& string) : string_(string) {
+  units_.reserve(string.units_.size());
+  runs_.reserve(string.runs_.size());
+  // The reservations may throw, so the contents are taken afterwards.
+  original_ = std::move(string.units_);
+  originalRuns_ = std::move(string.runs_);
 }
 
 ForwardEdit::~ForwardEdit() {
@@ -25,6 +27,7 @@ void ForwardEdit::checkRange(NSRange range) const {
 
 void ForwardEdit::replaceCharacters(NSRange range, std::u16string_view text) {
   checkRange(range);
+  makeRoomForRuns(2);  // The run that the range may split, and the run of the text.
   copyUpTo(range.location);
   if (range.length == 0) return;
   SharedAttributes inherited = originalRuns_[restRun_].attributes;
@@ -36,23 +39,28 @@ void ForwardEdit::replaceCharacters(NSRange range, std::u16string_view text) {
 
 void ForwardEdit::addAttributes(const Attributes& attributes, NSRange range) {
   checkRange(range);
+  makeRoomForRuns(1);  // The run that the range may split.
   const std::int64_t end = range.location + range.length;
   if (end > doneLength()) copyUpTo(end);
+  std::vector<Run> changed;
   SharedAttributes before;
   SharedAttributes after;
   std::int64_t begin = range.location;
-  for (Run& run : takeDoneRunsFrom(range.location)) {
-    const std::int64_t covered = std::min(run.length, end - begin);
+  for (Run& run : doneRunsFrom(range.location)) {
+    const std::int64_t covered = std::clamp<std::int64_t>(end - begin, 0, run.length);
     if (covered > 0) {
       if (run.attributes != before) {
         before = run.attributes;
         after = NSMutableAttributedString::joined(*before, attributes);
       }
-      appendRun(covered, after);
+      changed.push_back({covered, after});
     }
-    appendRun(run.length - std::max<std::int64_t>(covered, 0), std::move(run.attributes));
+    changed.push_back({run.length - covered, std::move(run.attributes)});
     begin += run.length;
   }
+  makeRoomForRuns(changed.size());
+  removeDoneRunsFrom(range.location);
+  for (Run& run : changed) appendRun(run.length, std::move(run.attributes));
 }
 
 void ForwardEdit::copyUpTo(std::int64_t location) {
@@ -84,6 +92,13 @@ ForwardEdit::Run ForwardEdit::takeRun(std::int64_t maximumLength) {
   return std::move(first);
 }
 
+/// Reserves the room for more runs, besides the unfinished runs, which the destructor appends. So nothing fails in the
+/// middle of a change.
+void ForwardEdit::makeRoomForRuns(std::size_t count) {
+  const std::size_t needed = runs_.size() + (originalRuns_.size() - restRun_) + count;
+  if (needed > runs_.capacity()) runs_.reserve(std::max(needed, 2 * runs_.capacity()));
+}
+
 void ForwardEdit::appendRun(std::int64_t length, SharedAttributes attributes) {
   ++steps_;
   if (length == 0) return;
@@ -94,20 +109,29 @@ void ForwardEdit::appendRun(std::int64_t length, SharedAttributes attributes) {
   }
 }
 
-/// Removes and returns the runs behind a place of the finished text, in order.
-std::vector<ForwardEdit::Run> ForwardEdit::takeDoneRunsFrom(std::int64_t location) {
-  std::vector<Run> taken;
+/// The runs behind a place of the finished text, in order.
+std::vector<ForwardEdit::Run> ForwardEdit::doneRunsFrom(std::int64_t location) {
+  std::vector<Run> found;
+  std::size_t number = runs_.size();
+  for (std::int64_t left = doneLength() - location; left > 0;) {
+    const Run& last = runs_[--number];
+    const std::int64_t length = std::min(last.length, left);
+    left -= length;
+    ++steps_;
+    found.push_back({length, last.attributes});
+  }
+  std::ranges::reverse(found);
+  return found;
+}
+
+void ForwardEdit::removeDoneRunsFrom(std::int64_t location) noexcept {
   for (std::int64_t left = doneLength() - location; left > 0;) {
     Run& last = runs_.back();
     const std::int64_t length = std::min(last.length, left);
     left -= length;
-    ++steps_;
-    taken.push_back({length, last.attributes});
     last.length -= length;
     if (last.length == 0) runs_.pop_back();
   }
-  std::ranges::reverse(taken);
-  return taken;
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -52,8 +52,9 @@ std::size_t NSMutableAttributedString::splitAt(std::int64_t location) {
   const auto [number, begin] = runAt(location);
   if (begin == location) return number;
   Run tail{begin + runs_[number].length - location, runs_[number].attributes};
-  runs_[number].length = location - begin;
+  // The insertion may throw, so the run is shortened afterwards.
   runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(number) + 1, std::move(tail));
+  runs_[number].length = location - begin;
   return number + 1;
 }
 
@@ -97,6 +98,7 @@ void NSMutableAttributedString::replaceCharacters(NSRange range, std::u16string_
   }
   const auto first = static_cast<std::ptrdiff_t>(splitAt(range.location));
   const auto end = static_cast<std::ptrdiff_t>(splitAt(range.location + range.length));
+  runs_.reserve(runs_.size() + 1);  // Nothing may fail between the change of the units and that of the runs.
   units_.replace(static_cast<std::size_t>(range.location), static_cast<std::size_t>(range.length), text);
   runs_.erase(runs_.begin() + first, runs_.begin() + end);
   if (!text.empty()) {

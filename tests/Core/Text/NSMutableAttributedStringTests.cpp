@@ -3,14 +3,18 @@
 
 #include <algorithm>
 #include <any>
+#include <cstdint>
 #include <map>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Text/NSMutableAttributedString.hpp"
 #include "Tessaly/Core/Text/detail/ForwardEdit.hpp"
+#include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace {
@@ -144,6 +148,82 @@ NSMutableAttributedString randomText(std::mt19937& random) {
   }
   return text;
 }
+
+/// A value of an attribute whose copy throws on request.
+struct Fragile {
+  explicit Fragile(const bool& throws) : throws(&throws) {}
+  Fragile(const Fragile& other) : throws(other.throws) {
+    if (*throws) throw std::runtime_error("no copy");
+  }
+  const bool* throws;
+};
+
+TEST(ForwardEdit, FailedAttributesChangeNothing) {
+  bool throws = false;
+  NSMutableAttributedString text("abcdef", {{"first", 1}});
+  text.addAttributes({{"value", Fragile(throws)}}, {2, 2});
+  text.addAttributes({{"last", 3}}, {5, 1});
+  {
+    detail::ForwardEdit edit(text);
+    edit.replaceCharacters({0, 1}, u"A");
+    throws = true;
+    EXPECT_THROW(edit.addAttributes({{"new", 4}}, {0, 6}), std::runtime_error);
+  }
+  EXPECT_EQ(text.string(), "Abcdef");
+  std::vector<NSRange> ranges;
+  for (std::int64_t at = 0; at < text.length(); at += text.effectiveRange(at).length) {
+    ranges.push_back(text.effectiveRange(at));
+    EXPECT_FALSE(text.attributes(at).contains("new"));
+  }
+  EXPECT_EQ(ranges, (std::vector<NSRange>{{0, 2}, {2, 2}, {4, 1}, {5, 1}}));
+}
+
+#if !TESSALY_IS_SANITIZED  // Under a sanitizer, a failed allocation stops the process.
+/// Makes each allocation of an edit fail in turn, and expects that every unit of the text keeps a run.
+template <typename Edit>
+void expectWholeRunsAfterFailures(Edit edit) {
+  std::mt19937 random(17);
+  for (int round = 0; round < Tests::repetitions(20); ++round) {
+    const NSMutableAttributedString original = randomText(random);
+    bool hasFailed = true;
+    for (long skipped = 0; hasFailed; ++skipped) {
+      NSMutableAttributedString text = original;
+      hasFailed = false;
+      try {
+        const Tests::FailingAllocations failing(1, skipped);
+        edit(text);
+      } catch (const std::bad_alloc&) {
+        hasFailed = true;
+      }
+      const std::int64_t length = text.length();
+      ASSERT_EQ(length, 52) << "after " << skipped << " allocations";
+      std::int64_t covered = 0;
+      while (covered < length) covered += text.effectiveRange(covered).length;
+      ASSERT_EQ(covered, length) << "after " << skipped << " allocations";
+    }
+  }
+}
+
+TEST(NSMutableAttributedString, FailedAllocationKeepsEveryRun) {
+  const NSMutableAttributedString::Attributes added{{"new", 1}};
+  expectWholeRunsAfterFailures([&](NSMutableAttributedString& text) {
+    text.addAttributes(added, {3, 20});
+    text.replaceCharacters({25, 1}, u"X");
+    text.replaceCharacters({30, 5}, u"12345");
+  });
+}
+
+TEST(ForwardEdit, FailedAllocationKeepsEveryRun) {
+  const NSMutableAttributedString::Attributes added{{"new", 1}};
+  expectWholeRunsAfterFailures([&](NSMutableAttributedString& text) {
+    detail::ForwardEdit edit(text);
+    for (std::int64_t at = 0; at < 50; at += 5) {
+      edit.replaceCharacters({at, 2}, u"XY");
+      edit.addAttributes(added, {at, 3});
+    }
+  });
+}
+#endif
 
 TEST(ForwardEdit, GivesTheResultOfTheSameCallsOnTheText) {
   std::mt19937 random(13);

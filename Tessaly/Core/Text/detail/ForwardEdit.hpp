@@ -51,14 +51,16 @@ class TESSALY_EXPORT ForwardEdit {
   void skip(std::int64_t length);
   Run takeRun(std::int64_t maximumLength);
   void appendRun(std::int64_t length, SharedAttributes attributes);
-  std::vector<Run> takeDoneRunsFrom(std::int64_t location);
+  void makeRoomForRuns(std::size_t count);
+  [[nodiscard]] std::vector<Run> doneRunsFrom(std::int64_t location);
+  void removeDoneRunsFrom(std::int64_t location) noexcept;
 
   NSMutableAttributedString& string_;
   /// The finished text: the changed text up to the end of the last change.
   std::u16string units_;
   std::vector<Run> runs_;
   /// The original text. Its units from `rest_` on are not in the finished text yet.
-  const std::u16string original_;
+  std::u16string original_;
   std::vector<Run> originalRuns_;
   std::size_t rest_ = 0;
   std::size_t restRun_ = 0;
