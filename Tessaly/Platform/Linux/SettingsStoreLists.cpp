@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The steps of a checkpoint, and the treatment of property lists that other programs write.
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
@@ -38,14 +39,16 @@ StoreResult<SettingsStore::CheckpointBeginning> SettingsStore::beginCheckpoint(S
 }
 
 SettingsValues::Snapshot SettingsStore::takeSnapshot() {
+  std::uint64_t journal = 0;
   {
     const UnfairLock::Guard guard(lock_);
     if (auto kept = values_.takeSnapshot()) return *std::move(kept);
+    journal = values_.journal();
   }
   // Reads without the lock, so that no writer waits for 100,000 keys. `snapshotOf` reverts later changes.
   PropertyList::Dictionary values = values_.table().all();
   const UnfairLock::Guard guard(lock_);
-  return values_.snapshotOf(std::move(values));
+  return values_.snapshotOf(std::move(values), journal);
 }
 
 void SettingsStore::keepSnapshot(SettingsValues::Snapshot snapshot) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
@@ -99,6 +100,14 @@ TEST_F(SettingsValuesLoading, BatchWithAnUnreadableValueChangesNothing) {
   values_.apply({.kind = JournalRecord::Kind::batch, .writer = otherWriter, .key = {}, .value = batch});
   EXPECT_EQ(values_.table().all(), (Dictionary{{"a", 2}}));
   EXPECT_TRUE(delivered_.empty());
+}
+
+TEST_F(SettingsValuesLoading, SnapshotReadBeforeALoadIsNotKept) {
+  const std::uint64_t journal = values_.journal();
+  Dictionary values = values_.table().all();
+  load({{"a", 9}}, History::other);
+  values_.keepSnapshot(values_.snapshotOf(std::move(values), journal));
+  EXPECT_FALSE(values_.takeSnapshot());
 }
 
 }  // namespace

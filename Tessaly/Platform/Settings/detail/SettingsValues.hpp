@@ -161,10 +161,14 @@ class TESSALY_EXPORT SettingsValues {
   /// Removes and returns the values at the beginning of the present journal, if they were kept. After the use, the
   /// caller should pass them to `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
-  /// Makes a snapshot of the beginning of the present journal. `values` must be all values of the table, as the caller
-  /// has read them since the last `beginJournal`. Undoes the changes of this journal in them.
-  [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
-    return {.values = before(sinceRotation_, std::move(values)), .journal = journals_};
+  /// The number of the present journal, as in `Snapshot::journal`.
+  [[nodiscard]] std::uint64_t journal() const noexcept { return journals_; }
+  /// Makes a snapshot of the values as they were when the present journal began. `values` must be all values of the
+  /// table. The function reverts the changes of this journal in them, and leaves the table unchanged. `journal` must be
+  /// the number of the present journal before the caller read the values. After a load in between, the values are older
+  /// than the present journal.
+  [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values, std::uint64_t journal) const {
+    return {.values = before(sinceRotation_, std::move(values)), .journal = journal};
   }
   /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. Discards a snapshot
   /// of another journal. The snapshot needs about as much memory as the values.
