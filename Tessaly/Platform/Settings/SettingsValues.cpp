@@ -100,13 +100,15 @@ std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std
   const auto unstored = pending_.extract(name);
   const std::optional<PropertyList> previous = current().exchange(key, value);
   const std::optional<PropertyList>& stored = unstored ? unstored.mapped().former : previous;
-  sinceRotation_.try_emplace(name, stored);
-  if (!list_.previous.isNone()) sincePrevious_.try_emplace(name, stored);
+  const std::uint64_t ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
+  // Each overlay has the number, because a checkpoint or its end may make it the overlay of the property list.
+  const auto note = [&](Overlay& since) { since.try_emplace(name, stored).first->second.ownChange = ownChange; };
+  note(sinceRotation_);
+  if (!list_.previous.isNone()) note(sincePrevious_);
   if (writer == JournalRecord::otherProgram && !isReplaying_) {
     sincePropertyList_.insert_or_assign(name, Former{value});
   } else {
-    Former& former = sincePropertyList_.try_emplace(name, stored).first->second;
-    former.ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
+    note(sincePropertyList_);
   }
   if (previous == value || isReplaying_) return std::nullopt;
   return SettingsChange{std::move(name), std::move(value)};

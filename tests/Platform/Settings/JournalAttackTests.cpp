@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
@@ -186,6 +189,38 @@ TEST_F(JournalAttack, TwoProcessesLoseNothingUntoldWithAShortenedJournal) {
     EXPECT_TRUE(isKept || isTold(first, start) || isTold(second, start)) << round;
   }
   EXPECT_GT(kept, 0);
+}
+
+TEST_F(JournalAttack, OwnWriteDuringACheckpointSurvivesARestorationByAnother) {
+  using Fate = Tests::FaultyFileSystem::Fate;
+  using Call = Tests::FaultyFileSystem::Call;
+  std::atomic<bool> isWriterBlind = false;
+  std::atomic<bool> isOtherBlind = false;
+  std::function<void()> duringCheckpoint;
+  Tests::FaultyFileSystem files([&](Call call, const std::string& path) -> Fate {
+    const bool isNewList = call == Call::open && path.contains("Settings.plist.new");
+    if (isNewList && duringCheckpoint) std::exchange(duringCheckpoint, nullptr)();
+    return {.errorCode = isWriterBlind && call == Call::lock ? EIO : 0};
+  });
+  Tests::FaultyFileSystem otherFiles([&](Call call, const std::string&) -> Fate {
+    return {.errorCode = isOtherBlind && call == Call::lock ? EIO : 0};
+  });
+  const Store writer = open(&files);
+  writer->set(1, "a");
+  const Store other = open(&otherFiles);
+  isOtherBlind = true;  // So the other process does not follow the journal of the checkpoint.
+  duringCheckpoint = [&] { writer->set(2, "b"); };
+  ASSERT_TRUE(writer->synchronize());
+  ASSERT_FALSE(duringCheckpoint);
+  isWriterBlind = true;
+  std::filesystem::resize_file(journal(), 0);
+  isOtherBlind = false;
+  other->set(3, "c");
+  isWriterBlind = false;
+  writer->set(4, "d");
+  const Dictionary expected{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}};
+  EXPECT_EQ(writer->dictionaryRepresentation(), expected);
+  EXPECT_EQ(stored(), expected);
 }
 
 TEST_F(JournalAttack, ProcessThatFindsNoJournalTakesNothingAway) {

@@ -102,6 +102,23 @@ TEST_F(SettingsValuesLoading, BatchWithAnUnreadableValueChangesNothing) {
   EXPECT_TRUE(delivered_.empty());
 }
 
+TEST_F(SettingsValuesLoading, OwnChangesKeepTheirNumbersAcrossACheckpoint) {
+  const auto ownChange = [&](std::string_view key) {
+    return values_.sincePropertyList().at(std::string(key)).ownChange;
+  };
+  values_.beginJournal();
+  write(thisWriter, "b", 3);
+  const std::string identity = JournalRecord::encodedIdentity({.inode = 2, .size = 1, .modified = 1});
+  values_.apply({.kind = JournalRecord::Kind::checkpoint, .writer = thisWriter, .key = {}, .value = identity});
+  EXPECT_EQ(ownChange("b"), 1u);
+  write(thisWriter, "b", 4);
+  write(thisWriter, "a", 5);
+  write(otherWriter, "a", 6);
+  values_.returnToPreviousList();
+  EXPECT_EQ(ownChange("b"), 2u);
+  EXPECT_EQ(ownChange("a"), 0u);
+}
+
 TEST_F(SettingsValuesLoading, SnapshotReadBeforeALoadIsNotKept) {
   const std::uint64_t journal = values_.journal();
   Dictionary values = values_.table().all();
