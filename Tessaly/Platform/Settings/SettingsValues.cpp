@@ -85,7 +85,7 @@ void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdenti
   if (list_.isUnknown()) list_.wantsReload = true;
   if (isCheckpoint) {
     list_.previous = list_.identity;
-    sincePrevious_ = std::exchange(sincePropertyList_, sinceRotation_);
+    changes_.sincePrevious = std::exchange(changes_.sincePropertyList, changes_.sinceRotation);
   }
   list_.identity = identity;
   list_.isUnrecorded = false;
@@ -95,7 +95,7 @@ void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdenti
 std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std::optional<PropertyList> value,
                                                        std::uint64_t writer) {
   std::string name(key);
-  ++changesOfJournal_[writer];
+  ++changes_.ofJournal[writer];
   // This write replaces a value that could not be stored. The files never had that value.
   const auto unstored = pending_.extract(name);
   const std::optional<PropertyList> previous = current().exchange(key, value);
@@ -103,12 +103,12 @@ std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std
   const std::uint64_t ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
   // Each overlay has the number, because a checkpoint or its end may make it the overlay of the property list.
   const auto note = [&](Overlay& since) { since.try_emplace(name, stored).first->second.ownChange = ownChange; };
-  note(sinceRotation_);
-  if (!list_.previous.isNone()) note(sincePrevious_);
+  note(changes_.sinceRotation);
+  if (!list_.previous.isNone()) note(changes_.sincePrevious);
   if (writer == JournalRecord::otherProgram && !isReplaying_) {
-    sincePropertyList_.insert_or_assign(name, Former{value});
+    changes_.sincePropertyList.insert_or_assign(name, Former{value});
   } else {
-    note(sincePropertyList_);
+    note(changes_.sincePropertyList);
   }
   if (previous == value || isReplaying_) return std::nullopt;
   return SettingsChange{std::move(name), std::move(value)};
@@ -139,10 +139,9 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
     loading_.replace(*list);
   }
   snapshot_.reset();
+  changesBeforeLoad_ = std::exchange(changes_, {});
+  previousBeforeLoad_ = std::exchange(list_.previous, FileIdentity{});
   beginJournal();
-  sincePropertyList_.clear();
-  sincePrevious_.clear();
-  list_.previous = FileIdentity{};
   recorded_ = FileIdentity{};
   found_ = found;
   pendingDuringLoad_ = std::exchange(pending_, {});
@@ -150,9 +149,11 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
 }
 
 void SettingsValues::abandonLoad() {
+  list_.wantsReload = true;
   if (!std::exchange(isReplaying_, false)) return;
   loading_.replace({});
-  list_.wantsReload = true;
+  changes_ = std::exchange(changesBeforeLoad_, {});
+  list_.previous = previousBeforeLoad_;
   pending_.merge(pendingDuringLoad_);
   pendingDuringLoad_.clear();
 }
@@ -174,6 +175,7 @@ void SettingsValues::endLoad(Values broughtAlong, History history) {
   for (auto& [key, value] : broughtAlong) pending_.try_emplace(key, Unstored{.value = std::move(value)});
   for (auto& [key, unstored] : pending_) unstored.former = loading_.exchange(key, unstored.value);
   isReplaying_ = false;
+  changesBeforeLoad_ = {};
   table_.takeFrom(loading_);
   if (areLoaded_) {
     const PropertyList::Dictionary after = table_.all();
@@ -194,8 +196,8 @@ void SettingsValues::renewSnapshot() {
   // This runs under the store's lock. Many changes would hold the lock longer than a new snapshot, which reads the
   // values without that lock.
   constexpr std::size_t maximumChanges = 1000;
-  if (sinceRotation_.size() > maximumChanges) return snapshot_.reset();
-  for (const auto& [key, unused] : sinceRotation_) {
+  if (changes_.sinceRotation.size() > maximumChanges) return snapshot_.reset();
+  for (const auto& [key, unused] : changes_.sinceRotation) {
     put(snapshot_->values, key, storedValue(key));
   }
   snapshot_->journal = journals_;
@@ -203,14 +205,14 @@ void SettingsValues::renewSnapshot() {
 
 void SettingsValues::beginJournal() {
   renewSnapshot();
-  sinceRotation_.clear();
-  changesOfJournal_.clear();
-  ownChangesBeforeJournal_ = ownChangesEver_;
+  changes_.sinceRotation.clear();
+  changes_.ofJournal.clear();
+  changes_.ownBeforeJournal = ownChangesEver_;
 }
 
 void SettingsValues::returnToPreviousList() {
   list_.identity = std::exchange(list_.previous, FileIdentity{});
-  sincePropertyList_ = std::exchange(sincePrevious_, {});
+  changes_.sincePropertyList = std::exchange(changes_.sincePrevious, {});
   list_.wantsCheckpoint = true;
 }
 

@@ -119,6 +119,25 @@ TEST_F(SettingsValuesLoading, OwnChangesKeepTheirNumbersAcrossACheckpoint) {
   EXPECT_EQ(ownChange("a"), 0u);
 }
 
+TEST_F(SettingsValuesLoading, AbandonedLoadKeepsTheChangesSinceEveryList) {
+  values_.beginJournal();
+  write(thisWriter, "b", 3);
+  const std::string identity = JournalRecord::encodedIdentity({.inode = 2, .size = 1, .modified = 1});
+  values_.apply({.kind = JournalRecord::Kind::checkpoint, .writer = otherWriter, .key = {}, .value = identity});
+  const auto changes = values_.changesOfJournal();
+  const auto ownChangesBefore = values_.ownChangesBeforeJournal();
+  const Dictionary list{{"a", 1}};
+  values_.beginLoad(listFile, &list);
+  write(thisWriter, "c", 4);
+  values_.abandonLoad();
+  EXPECT_EQ(values_.changesOfJournal(), changes);
+  EXPECT_EQ(values_.ownChangesBeforeJournal(), ownChangesBefore);
+  EXPECT_TRUE(values_.hasChangedSinceRotation());
+  EXPECT_EQ(values_.valuesAtPropertyList(), (Dictionary{{"a", 2}}));
+  EXPECT_EQ(values_.valuesAtPreviousList(), (Dictionary{{"a", 1}}));
+  EXPECT_EQ(values_.list().previous, listFile);
+}
+
 TEST_F(SettingsValuesLoading, SnapshotReadBeforeALoadIsNotKept) {
   const std::uint64_t journal = values_.journal();
   Dictionary values = values_.table().all();

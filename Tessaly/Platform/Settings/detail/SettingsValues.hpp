@@ -131,26 +131,28 @@ class TESSALY_EXPORT SettingsValues {
   void beginJournal();
   /// The number of changes of each writer that were applied since the last `beginJournal`.
   [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& changesOfJournal() const noexcept {
-    return changesOfJournal_;
+    return changes_.ofJournal;
   }
   /// The number of this process's changes that were applied before the last `beginJournal`. Changes that a load reads
   /// again count again.
-  [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
+  [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return changes_.ownBeforeJournal; }
   /// The journals that are known to have been lost and restored, at most 16. The latest is last.
   [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
-  [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !sinceRotation_.empty(); }
-  [[nodiscard]] const Overlay& sinceRotation() const noexcept { return sinceRotation_; }
+  [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !changes_.sinceRotation.empty(); }
+  [[nodiscard]] const Overlay& sinceRotation() const noexcept { return changes_.sinceRotation; }
   /// The former values of the keys that have changed since the property list was made.
-  [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
+  [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return changes_.sincePropertyList; }
 
   // Property lists.
   /// Makes the `previous` list the known list again. Called if the last checkpoint has a record, but its list was not
   /// put in place.
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
-    return before(sincePropertyList_, table_.all());
+    return before(changes_.sincePropertyList, table_.all());
   }
-  [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const { return before(sincePrevious_, table_.all()); }
+  [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const {
+    return before(changes_.sincePrevious, table_.all());
+  }
 
   /// The values at the beginning of a journal.
   struct Snapshot {
@@ -168,7 +170,7 @@ class TESSALY_EXPORT SettingsValues {
   /// the number of the present journal before the caller read the values. After a load in between, the values are older
   /// than the present journal.
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values, std::uint64_t journal) const {
-    return {.values = before(sinceRotation_, std::move(values)), .journal = journal};
+    return {.values = before(changes_.sinceRotation, std::move(values)), .journal = journal};
   }
   /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. Discards a snapshot
   /// of another journal. The snapshot needs about as much memory as the values.
@@ -177,6 +179,17 @@ class TESSALY_EXPORT SettingsValues {
   }
 
  private:
+  /// The changes since several earlier points.
+  struct Changes {
+    Overlay sincePropertyList;
+    /// Since the list before the last checkpoint.
+    Overlay sincePrevious;
+    /// Since the beginning of the present journal.
+    Overlay sinceRotation;
+    std::unordered_map<std::uint64_t, std::uint32_t> ofJournal;
+    std::uint64_t ownBeforeJournal = 0;
+  };
+
   [[nodiscard]] SettingsTable& current() noexcept { return isReplaying_ ? loading_ : table_; }
   [[nodiscard]] const SettingsTable& current() const noexcept { return isReplaying_ ? loading_ : table_; }
   /// The stored values at an earlier point, made from the values of the table.
@@ -197,19 +210,18 @@ class TESSALY_EXPORT SettingsValues {
   /// The values that the present load has read so far. Empty if there is no load.
   SettingsTable loading_;
   KnownList list_;
-  Overlay sincePropertyList_;
-  Overlay sinceRotation_;
-  std::unordered_map<std::uint64_t, std::uint32_t> changesOfJournal_;
+  Changes changes_;
   std::uint64_t ownChangesEver_ = 0;
-  std::uint64_t ownChangesBeforeJournal_ = 0;
   std::vector<JournalRecord::Restoration> restorations_;
-  Overlay sincePrevious_;
   std::optional<Snapshot> snapshot_;
   std::uint64_t journals_ = 0;
   Pending pending_;
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
+  /// What the present load has cleared: the changes, and the list before the last checkpoint.
+  Changes changesBeforeLoad_;
+  FileIdentity previousBeforeLoad_;
   /// The identity of the property list, according to the journals that the present load has read.
   FileIdentity recorded_;
   FileIdentity found_;
