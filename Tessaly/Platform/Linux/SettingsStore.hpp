@@ -198,12 +198,11 @@ class SettingsStore {
   StoreResult<> setJournalAside() TESSALY_REQUIRES(lock_);
 
   // SettingsStoreLoading.cpp, except `listIsAbsent`, which is in SettingsStoreLists.cpp
-  StoreResult<> load(const FormerJournal* former = nullptr) TESSALY_REQUIRES(lock_);
-  StoreResult<> loadAll(const FormerJournal* former) TESSALY_REQUIRES(lock_);
+  StoreResult<> load() TESSALY_REQUIRES(lock_);
+  StoreResult<> loadAll() TESSALY_REQUIRES(lock_);
   void replayOldJournal(const std::string& bytes, const JournalHeader& next) TESSALY_REQUIRES(lock_);
   void replayJournal(const std::string& bytes) TESSALY_REQUIRES(lock_);
-  [[nodiscard]] SettingsValues::Values broughtAlong(const FormerJournal* former, const std::string& journal) const
-      TESSALY_REQUIRES(lock_);
+  [[nodiscard]] SettingsValues::Values broughtAlong(const std::string& journal) const TESSALY_REQUIRES(lock_);
   [[nodiscard]] LaterJournal laterJournal(const std::string& bytes, std::uint64_t formerNonce) const;
   StoreResult<> listIsAbsent() TESSALY_REQUIRES(lock_);
   void listIsUnreadable(const StoreProblem& problem) TESSALY_REQUIRES(lock_);
@@ -245,6 +244,8 @@ class SettingsStore {
   /// Whether the journal that was followed last was already overwritten when a new journal took its place. If so, the
   /// maker of the new journal has perhaps not read the former journal.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
+  /// The lost journal, until a load has compared what this process knows of it with the new journal.
+  std::optional<FormerJournal> former_ TESSALY_GUARDED_BY(lock_);
 };
 
 template <typename Body>

@@ -51,9 +51,9 @@ void SettingsStore::open(Schedule schedule) {
   }
 }
 
-StoreResult<> SettingsStore::load(const FormerJournal* former) {
+StoreResult<> SettingsStore::load() {
   try {
-    return loadAll(former);
+    return loadAll();
   } catch (const std::bad_alloc&) {
     // Only a part may have been read. The next operation reads everything again.
     values_.abandonLoad();
@@ -61,7 +61,7 @@ StoreResult<> SettingsStore::load(const FormerJournal* former) {
   }
 }
 
-StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
+StoreResult<> SettingsStore::loadAll() {
   // Reads the old journal before the property list. A checkpoint that ends between the two reads has put the old
   // journal's records into the list.
   const auto old = readFile(journal_.oldPath(), files_);
@@ -76,8 +76,7 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
     values_.list().wantsReload = true;  // The values in memory are better than a part of the stored values.
     return result;
   }
-  const bool isContinued =
-      former == nullptr && values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
+  const bool isContinued = !former_ && values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
   const auto history = isContinued ? SettingsValues::History::continued : SettingsValues::History::other;
   const auto list = listFile_.read();
   values_.beginLoad(list ? list->identity : FileIdentity{}, list ? list->values.dictionary() : nullptr);
@@ -93,7 +92,8 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   if (old) replayOldJournal(old->bytes, header.value_or(JournalHeader()));
   values_.beginJournal();
   if (journal) replayJournal(*journal);
-  values_.endLoad(broughtAlong(former, journal.value_or("")), history);
+  values_.endLoad(broughtAlong(journal.value_or("")), history);
+  former_.reset();
   values_.list().wantsReload = !result;
   followedDirectory_ = inodeAt(directory_, files_);
   if (!values_.pending().empty() && isForUse_) schedule_.retry(std::chrono::nanoseconds(1));
@@ -127,7 +127,7 @@ void SettingsStore::replayJournal(const std::string& bytes) {
   incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
 }
 
-SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, const std::string& journal) const {
+SettingsValues::Values SettingsStore::broughtAlong(const std::string& journal) const {
   SettingsValues::Values result;
   const auto& before = values_.beforeLoad();
   if (values_.areLoaded() && followedDirectory_ != inodeAt(directory_, files_)) {
@@ -136,15 +136,15 @@ SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, 
       if (!values_.value(key)) result.emplace(key, value);
     }
   }
-  if (former == nullptr) return result;
-  const LaterJournal later = laterJournal(journal, former->nonce);
-  for (const auto& [key, change] : former->changes) {
+  if (!former_) return result;
+  const LaterJournal later = laterJournal(journal, former_->nonce);
+  for (const auto& [key, change] : former_->changes) {
     // A restored journal is as new as the records that its maker had read.
     const bool isKnown = change.ownChange != 0
-                             ? later.hasFormer && change.ownChange <= former->ownChangesBefore + later.knownOwnChanges
-                             : later.isRestored && (!later.hasFormer || later.knownOffset >= former->offset);
+                             ? later.hasFormer && change.ownChange <= former_->ownChangesBefore + later.knownOwnChanges
+                             : later.isRestored && (!later.hasFormer || later.knownOffset >= former_->offset);
     if (isKnown || later.touched.contains(key)) continue;
-    const auto& value = former->values.at(key);
+    const auto& value = former_->values.at(key);
     if (!values_.has(key, value)) result.emplace(key, value);
   }
   return result;

@@ -49,9 +49,9 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
   }
   // Another process has noticed the loss. That process may not have known all writes of this process.
   incidents_.journalHadProblem(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
-  const FormerJournal former = formerJournal();
+  if (!former_) former_ = formerJournal();
   journal_.follow(*header, *start);
-  return load(&former);
+  return load();
 }
 
 SettingsStore::FormerJournal SettingsStore::formerJournal() const {

@@ -223,6 +223,37 @@ TEST_F(JournalAttack, OwnWriteDuringACheckpointSurvivesARestorationByAnother) {
   EXPECT_EQ(stored(), expected);
 }
 
+TEST_F(JournalAttack, RestorationByAnotherCostsNoWriteAfterAFailedLoad) {
+  using Fate = Tests::FaultyFileSystem::Fate;
+  using Call = Tests::FaultyFileSystem::Call;
+  std::atomic<bool> isWriterBlind = false;
+  std::atomic<bool> isOtherBlind = false;
+  std::atomic<int> failedLoads = -1;
+  Tests::FaultyFileSystem files([&](Call call, const std::string& path) -> Fate {
+    if (call == Call::open && path == oldJournal() && failedLoads == 0) return {.errorCode = ++failedLoads * EIO};
+    return {.errorCode = isWriterBlind && call == Call::lock ? EIO : 0};
+  });
+  Tests::FaultyFileSystem otherFiles([&](Call call, const std::string&) -> Fate {
+    return {.errorCode = isOtherBlind && call == Call::lock ? EIO : 0};
+  });
+  const Store writer = open(&files);
+  writer->set(1, "a");
+  ASSERT_TRUE(writer->synchronize());
+  const Store other = open(&otherFiles);
+  isOtherBlind = true;  // So the other process does not read the next write.
+  writer->set(2, "b");
+  isWriterBlind = true;
+  std::filesystem::resize_file(journal(), 0);
+  isOtherBlind = false;
+  other->set(3, "c");
+  failedLoads = 0;
+  isWriterBlind = false;
+  writer->set(4, "d");
+  EXPECT_EQ(failedLoads, 1);
+  writer->set(5, "e");
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}, {"e", 5}}));
+}
+
 TEST_F(JournalAttack, ProcessThatFindsNoJournalTakesNothingAway) {
   const Store first = open();
   first->set(1, "a");
