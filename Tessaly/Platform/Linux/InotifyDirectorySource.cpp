@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <expected>
 #include <limits>
 #include <utility>
 
@@ -23,23 +25,26 @@ bool isGone(std::int64_t error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ESTALE || error == EIO || error == ENOTCONN;
 }
 
-/// Calls a function that examines an open directory. Returns nothing if the directory is gone.
+/// Calls a function that examines an open directory. Fails with the error code if the directory is gone, or if this
+/// process may not search it.
 template <typename Examine>
-auto unlessGone(Examine examine) -> std::optional<decltype(examine())> {
+auto whileReadable(Examine examine) -> std::expected<decltype(examine()), std::int64_t> {
   try {
     return examine();
   } catch (const POSIXError& error) {
-    if (!isGone(error.code())) throw;
-    return std::nullopt;
+    if (!isGone(error.code()) && error.code() != EACCES) throw;
+    return std::unexpected(error.code());
   }
 }
 
-/// The entries of an open directory. Returns nothing if the directory is gone.
+using Listing = std::expected<std::vector<std::pair<std::string, FoundFile>>, std::int64_t>;
+
+/// The entries of an open directory. Fails like `whileReadable`.
 ///
 /// If the type of a remote file changes and changes back, FUSE gives `EIO` for its name while a watch keeps the file's
 /// inode. So an unreadable entry counts as missing: then its watch ends, and a later listing finds the file again.
-auto listed(int directory) {
-  return unlessGone([&] { return listDirectory(directory, UnreadableEntry::isOmitted); });
+Listing listed(int directory) {
+  return whileReadable([&] { return listDirectory(directory, UnreadableEntry::isOmitted); });
 }
 
 }  // namespace
@@ -153,7 +158,7 @@ OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
   OwnedDescriptor opened(
       ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (isRoot ? 0 : O_NOFOLLOW)));
   if (!opened.isOpen()) return opened;
-  const auto found = unlessGone([&] { return lookAt(opened.get(), ""); }).value_or(std::nullopt);
+  const auto found = whileReadable([&] { return lookAt(opened.get(), ""); }).value_or(std::nullopt);
   if (found && found->identity == directory.identity) return opened;
   errno = ESTALE;
   return {};
@@ -161,8 +166,11 @@ OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
 
 void InotifyDirectorySource::lookAtEverything(Directory& directory) {
   const OwnedDescriptor opened = open(directory);
-  auto listing = opened.isOpen() ? listed(opened.get()) : std::nullopt;
+  auto listing = opened.isOpen() ? listed(opened.get()) : Listing(std::unexpect, errno);
   if (!listing) {
+    const bool isForbidden = listing.error() == EACCES;
+    if (isForbidden && directory.parent != nullptr) return removeContents(directory);
+    if (isForbidden && opened.isOpen()) throw POSIXError(EACCES);
     looksAtEverything_ = true;  // The model will move or remove the directory.
     return;
   }
@@ -209,8 +217,8 @@ void InotifyDirectorySource::collectLinked(Directory& directory, const std::set<
 void InotifyDirectorySource::lookAtNames(Directory& directory, const Names& names) {
   const OwnedDescriptor opened = open(directory);
   for (const auto& [name, wasWritten] : names) {
-    const auto found = opened.isOpen() ? unlessGone([&] { return lookAt(opened.get(), name.c_str()); }) : std::nullopt;
-    if (found) {
+    const auto look = [&] { return whileReadable([&] { return lookAt(opened.get(), name.c_str()); }); };
+    if (const auto found = opened.isOpen() ? look() : std::unexpected(ESTALE)) {
       compare(directory, name, *found, wasWritten);
     } else {
       postponed_[&directory][name] |= wasWritten;
@@ -350,10 +358,10 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
   const OwnedDescriptor opened = open(*directory);
   if (!opened.isOpen() && (errno == EACCES || errno == ENAMETOOLONG)) return;
   const bool isWatched = opened.isOpen() && watch(*directory, opened.get());
-  auto listing = isWatched ? listed(opened.get()) : std::nullopt;
+  auto listing = isWatched ? listed(opened.get()) : Listing(std::unexpect, ESTALE);
   if (!listing) {
     unwatch(*directory);
-    postponed_[&parent][name] |= false;
+    if (listing.error() != EACCES) postponed_[&parent][name] |= false;
     return;
   }
   entry.directory = std::move(directory);
@@ -365,12 +373,19 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
 void InotifyDirectorySource::remove(Directory& directory, const std::string& name) {
   const auto found = directory.entries.find(name);
   report(DirectoryChange::Kind::disappeared, directory, name, found->second.file.attributes);
-  if (auto& below = found->second.directory; below != nullptr) {
-    forget(*below);
-    below->parent = nullptr;
-    removed_.push_back(std::move(below));  // Places may still point to the directory.
-  }
+  if (auto& below = found->second.directory; below != nullptr) detach(below);
   directory.entries.erase(found);
+}
+
+void InotifyDirectorySource::removeContents(Directory& directory) {
+  while (!directory.entries.empty()) remove(directory, directory.entries.begin()->first);
+  detach(directory.parent->entries.at(directory.name).directory);
+}
+
+void InotifyDirectorySource::detach(std::unique_ptr<Directory>& directory) {
+  forget(*directory);
+  directory->parent = nullptr;
+  removed_.push_back(std::move(directory));  // Places may still point to the directory.
 }
 
 void InotifyDirectorySource::report(DirectoryChange::Kind kind, const Directory& directory, const std::string& name,

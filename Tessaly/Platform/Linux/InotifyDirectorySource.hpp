@@ -84,6 +84,9 @@ class InotifyDirectorySource final : public DirectorySource {
   void add(const Place& place);
   void descend(Directory& parent, Entry& entry, const std::string& name);
   void remove(Directory& directory, const std::string& name);
+  /// Removes everything below a subdirectory that this process may no longer read. `descend` finds it again later.
+  void removeContents(Directory& directory);
+  void detach(std::unique_ptr<Directory>& directory);
   void report(DirectoryChange::Kind kind, const Directory& directory, const std::string& name,
               const FileAttributes& attributes, std::string formerPath = {});
   [[nodiscard]] bool isAttached(const Directory& directory) const noexcept;

@@ -7,12 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -63,6 +65,15 @@ class DirectorySourceTest : public testing::Test {
     const auto changes = source_->takeChanges();
     model_.apply(changes);
     EXPECT_EQ(model_.listing(), DirectoryModel::actualListing(root(), depth_));
+    return described(changes);
+  }
+  /// Takes the changes as an ordinary user, because root may read everything.
+  std::vector<std::string> takeAsNobody() {
+    constexpr uid_t nobody = 65534;
+    const uid_t user = ::geteuid();
+    EXPECT_EQ(::seteuid(user == 0 ? nobody : user), 0);
+    const auto changes = source_->takeChanges();
+    EXPECT_EQ(::seteuid(user), 0);
     return described(changes);
   }
   int codeOfTake() {
@@ -257,6 +268,43 @@ TEST_F(DirectorySourceTest, EventsWakeTheConsumer) {
   put("a");
   while (wakes_ == 0) std::this_thread::yield();
   EXPECT_THAT(take(), testing::Contains("appeared a"));
+}
+
+TEST_F(DirectorySourceTest, UnsearchableSubdirectoryIsListedWithoutContents) {
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
+  std::filesystem::create_directory(path("a"));
+  put("a/inner");
+  put("b");
+  for (const mode_t mode : {0444, 0111, 0}) {
+    SCOPED_TRACE(mode);
+    ASSERT_EQ(::chmod(path("a").c_str(), mode), 0);
+    source_ = FileManager::default_().makeDirectorySource(URL::fileURLWithPath(root()), DirectoryDepth::tree, [] {});
+    EXPECT_THAT(takeAsNobody(), testing::UnorderedElementsAre("appeared a", "appeared b"));
+    EXPECT_FALSE(source_->needsPolling());
+    ASSERT_EQ(::chmod(path("a").c_str(), 0755), 0);
+    EXPECT_THAT(takeAsNobody(), ElementsAre("appeared a/inner"));
+  }
+}
+
+TEST_F(DirectorySourceTest, SubdirectoryThatBecomesUnsearchableLosesItsContents) {
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
+  std::filesystem::create_directories(path("a/deep"));
+  source_ = FileManager::default_().makeDirectorySource(URL::fileURLWithPath(root()), DirectoryDepth::tree, [] {});
+  EXPECT_THAT(takeAsNobody(), ElementsAre("appeared a", "appeared a/deep"));
+  for (const mode_t mode : {0444, 0111, 0}) {
+    SCOPED_TRACE(mode);
+    ASSERT_EQ(::chmod(path("a").c_str(), mode), 0);
+    put("a/deep/new");
+    put("a/new");
+    std::vector<std::string> changes;
+    do {
+      std::ranges::move(takeAsNobody(), std::back_inserter(changes));
+    } while (source_->needsPolling());
+    EXPECT_THAT(changes, testing::Contains("disappeared a/deep"));
+    ASSERT_EQ(::chmod(path("a").c_str(), 0755), 0);
+    EXPECT_THAT(takeAsNobody(),
+                testing::UnorderedElementsAre("appeared a/deep", "appeared a/deep/new", "appeared a/new"));
+  }
 }
 
 /// Makes, writes, renames, replaces, links and removes entries of a small tree, so that names are often reused.
