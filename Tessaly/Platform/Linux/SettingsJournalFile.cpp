@@ -181,7 +181,7 @@ StoreResult<> SettingsJournalFile::create(const JournalHeader& header, std::stri
 StoreResult<std::string> SettingsJournalFile::replace(const JournalHeader& header, std::string_view records) {
   const auto file = make(header, records, 0600);
   if (!file) return std::unexpected(file.error());
-  StoreResult<std::string> name = path_;
+  StoreResult<std::string> name;
   Replacing replacing = Replacing::replace;
   if (size_ > 0) {
     name = setAside(path_, path_, SettingAside::keepBoth, files_);

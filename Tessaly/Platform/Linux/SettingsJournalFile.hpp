@@ -83,7 +83,8 @@ class SettingsJournalFile {
   /// file.
   [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
   /// Replaces this journal with a new one. If this journal is not empty, keeps it at a new path and returns that path.
-  /// For an empty journal, returns `path()`. Does not open the new journal. The caller must hold the exclusive lock.
+  /// For an empty journal, returns an empty path. Does not open the new journal. The caller must hold the exclusive
+  /// lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
   /// Moves this journal to `oldPath()`, and continues with a new journal without records. Fails if `oldPath()` already
   /// has a file. The caller must hold the exclusive lock.

@@ -244,6 +244,8 @@ class SettingsStore {
   /// Whether the journal that was followed last was already overwritten when a new journal took its place. If so, the
   /// maker of the new journal has perhaps not read the former journal.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
+  /// The nonce of the journal with which this process last replaced another one.
+  std::uint64_t restoredNonce_ TESSALY_GUARDED_BY(lock_) = 0;
   /// The lost journal, until a load has compared what this process knows of it with the new journal.
   std::optional<FormerJournal> former_ TESSALY_GUARDED_BY(lock_);
 };

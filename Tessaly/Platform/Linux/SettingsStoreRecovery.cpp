@@ -47,8 +47,11 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
     journal_.follow(*header, *start);
     return load();
   }
-  // Another process has noticed the loss. That process may not have known all writes of this process.
-  incidents_.journalHadProblem(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+  if (header->nonce != restoredNonce_) {
+    // Another process has noticed the loss, and knows the new path of the overwritten journal. That process may not
+    // have known all writes of this process.
+    incidents_.journalHadProblem(UserDefaultsProblem::overwrittenJournal, directory_, UserDefaultsEffect::mayBeLost);
+  }
   if (!former_) former_ = formerJournal();
   journal_.follow(*header, *start);
   return load();
@@ -101,7 +104,8 @@ StoreResult<> SettingsStore::setJournalAside() {
   journal_.close();
   const auto name = setAside(journal_.path(), journal_.path(), SettingAside::move, files_);
   if (!name) return std::unexpected(name.error());
-  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, *name, UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, isEmpty ? directory_ : *name,
+                               UserDefaultsEffect::mayBeLost);
   if (isEmpty) static_cast<void>(files_.remove(*name));
   return {};
 }
@@ -153,7 +157,8 @@ StoreResult<> SettingsStore::restoreJournal(UserDefaultsProblem problem) {
   const Restored content = restored();
   const auto name = journal_.replace(content.header, content.records);
   if (!name) return std::unexpected(name.error());
-  incidents_.journalHadProblem(problem, *name, UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(problem, name->empty() ? directory_ : *name, UserDefaultsEffect::mayBeLost);
+  restoredNonce_ = content.header.nonce;
   journal_.close();
   values_.list().wantsCheckpoint = true;
   schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);

@@ -11,8 +11,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
@@ -42,6 +44,14 @@ class JournalAttack : public Tests::StoreFixture {
     return std::ranges::any_of(problems, [&](const auto& incident) {
       return incident.problem == UserDefaultsProblem::overwrittenJournal && incident.time >= since;
     });
+  }
+  /// The files that the status names for overwritten journals.
+  static std::vector<std::string> overwrittenJournals(const Store& store) {
+    std::vector<std::string> paths;
+    for (const auto& incident : store->status().problems) {
+      if (incident.problem == UserDefaultsProblem::overwrittenJournal) paths.push_back(incident.file);
+    }
+    return paths;
   }
   static void flipBit(const std::string& path, std::size_t byte) {
     std::string bytes = contentsOf(path);
@@ -76,6 +86,25 @@ TEST_F(JournalAttack, ShortenedJournalIsRestoredFromMemory) {
   EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::overwrittenJournal));
   EXPECT_TRUE(store->synchronize());
   EXPECT_EQ(onDisk(), PropertyList(expected));
+}
+
+TEST_F(JournalAttack, NoStatusNamesTheRestoredJournalAsOverwritten) {
+  for (const std::uintmax_t size : {80, 0}) {
+    SCOPED_TRACE(size);
+    std::filesystem::remove_all(folder());
+    const Store first = open();
+    const Store second = open();
+    first->set(1, "a");
+    second->set(2, "b");
+    std::filesystem::resize_file(journal(), size);
+    first->set(3, "a");
+    second->set(4, "b");
+    std::vector<std::string> named = overwrittenJournals(first);
+    std::ranges::copy(overwrittenJournals(second), std::back_inserter(named));
+    std::ranges::sort(named);
+    // One process restored the journal, and knows the new path of the overwritten file. An empty file is not kept.
+    EXPECT_EQ(named, (std::vector<std::string>{folder(), size == 0 ? folder() : folder() + "/journal.damaged"}));
+  }
 }
 
 TEST_F(JournalAttack, JournalThatIsShortenedInTheMiddleIsRestored) {
