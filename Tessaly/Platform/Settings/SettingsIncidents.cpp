@@ -20,6 +20,8 @@ bool isOfList(Problem problem) noexcept {
 
 constexpr std::uint32_t bitOf(Problem problem) noexcept { return 1u << static_cast<unsigned>(problem); }
 
+constexpr std::uint32_t bitsOfList = bitOf(Problem::unreadablePropertyList) | bitOf(Problem::damagedPropertyList);
+
 Problem problemOf(const StoreProblem& problem) noexcept {
   switch (problem.fault) {
     case StoreFault::readOnly:
@@ -70,7 +72,7 @@ void SettingsIncidents::writesSucceed() {
   doWritesFail_.store(false, std::memory_order_relaxed);
   status_.unstoredKeys = 0;
   std::erase_if(status_.problems, [](const auto& known) { return isOfWrites(known.problem); });
-  logged_ = 0;
+  logged_ &= bitsOfList;
   summarize();
 }
 
@@ -89,7 +91,7 @@ void SettingsIncidents::listIsReadable() {
   const auto count =
       std::erase_if(status_.problems, [](const auto& known) { return known.isOngoing && isOfList(known.problem); });
   if (count == 0) return;
-  logged_ &= ~(bitOf(Problem::unreadablePropertyList) | bitOf(Problem::damagedPropertyList));
+  logged_ &= ~bitsOfList;
   summarize();
 }
 
@@ -119,19 +121,23 @@ void SettingsIncidents::add(UserDefaultsIncident incident, bool isLogged) {
     if (!incident.isOngoing) known->time = incident.time;
     known->errorCode = incident.errorCode;
     known->effect = std::max(known->effect, incident.effect);
+    if (isLogged && known->isOngoing) logOnce(*known);
     return summarize();
   }
   if (status_.problems.size() >= maximumProblems) {
     const auto oldestPast = std::ranges::find(status_.problems, false, &UserDefaultsIncident::isOngoing);
     if (oldestPast != status_.problems.end()) status_.problems.erase(oldestPast);
   }
-  const std::uint32_t bit = incident.isOngoing ? bitOf(incident.problem) : 0;
-  if (isLogged && (logged_ & bit) == 0) {
-    logged_ |= bit;
-    logPlatformError("UserDefaults", incident.description());
-  }
+  if (isLogged) logOnce(incident);
   status_.problems.push_back(std::move(incident));
   summarize();
+}
+
+void SettingsIncidents::logOnce(const UserDefaultsIncident& incident) {
+  const std::uint32_t bit = incident.isOngoing ? bitOf(incident.problem) : 0;
+  if ((logged_ & bit) != 0) return;
+  logged_ |= bit;
+  logPlatformError("UserDefaults", incident.description());
 }
 
 void SettingsIncidents::summarize() {

@@ -63,5 +63,26 @@ TEST(SettingsIncidents, SecondUnreadableListIsLoggedAgain) {
   }
 }
 
+TEST(SettingsIncidents, UnreadableListIsLoggedWhenItsValuesBecomeUnknown) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  SettingsIncidents incidents("/settings");
+  incidents.listIsUnreadable("/settings/Settings.plist", forbidden, false);
+  EXPECT_TRUE(log->records().empty());
+  incidents.listIsUnreadable("/settings/Settings.plist", forbidden, true);
+  EXPECT_EQ(log->records().size(), 1u);
+}
+
+TEST(SettingsIncidents, EndOfFailingWritesLogsNoOtherProblemAgain) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  SettingsIncidents incidents("/settings");
+  incidents.listIsUnreadable("/settings/Settings.plist", forbidden, true);
+  incidents.writesFail(full, 1);
+  incidents.writesSucceed();
+  incidents.listIsUnreadable("/settings/Settings.plist", forbidden, true);
+  EXPECT_EQ(log->records().size(), 2u);
+}
+
 }  // namespace
 }  // namespace Tessaly::inline v1::detail

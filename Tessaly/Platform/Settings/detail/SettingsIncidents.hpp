@@ -45,6 +45,8 @@ class TESSALY_EXPORT SettingsIncidents {
 
  private:
   void add(UserDefaultsIncident incident, bool isLogged) TESSALY_REQUIRES(lock_);
+  /// Logs the problem, unless it is ongoing and already logged.
+  void logOnce(const UserDefaultsIncident& incident) TESSALY_REQUIRES(lock_);
   void summarize() TESSALY_REQUIRES(lock_);
 
   mutable UnfairLock lock_;
