@@ -28,8 +28,8 @@ auto valueForGtk(const Value& value) {
   }
 }
 
-/// Makes `object` the owner of `owned`, and releases `owned` when `object` is destroyed. The caller must make this call
-/// before the first call of the host's code, because that code may destroy `object`.
+/// Makes `object` the owner of `owned`, and releases `owned` when `object` is destroyed. The caller must call this
+/// function before any code of the host runs, because that code may destroy `object`.
 template <typename Owned>
 void endWith(GObject* object, std::shared_ptr<Owned> owned) {
   using Reference = std::shared_ptr<Owned>;

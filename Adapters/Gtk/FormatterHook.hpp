@@ -113,12 +113,14 @@ class FormatterHook {
   /// Whether the present text differs from the text of the object. True if there is no object yet. False if the field
   /// is gone.
   [[nodiscard]] bool isEdited() const { return text_.isThere() && formatted_.editing().isEdited(text_.get()); }
-  /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
+  /// The reason that the tooltip shows: why the text is not acceptable, or why the text was corrected when editing last
+  /// ended.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
   /// Sets the rule for the objects of the field, and replaces an earlier rule. The rule must return true for an allowed
   /// object. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
+  /// Sets a function whose result replaces the reason in each notice, for example a translation. An empty result keeps
+  /// the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
@@ -167,7 +169,8 @@ class FormatterHook {
     g_signal_connect(text_.editable(), "delete-text", G_CALLBACK(deleting), this);
   }
 
-  /// Makes the hook judge a deletion by a key or by cutting at once, because no insertion follows such a deletion.
+  /// Makes the hook immediately judge each deletion that a key or the cut command makes. No insertion follows such a
+  /// deletion.
   void connectDeletionsByKeys() {
     const auto end = +[](FormatterHook* hook) { static_cast<void>(hook->settle()); };
     for (const char* signal : {"backspace", "delete-from-cursor", "cut-clipboard"}) {
@@ -219,7 +222,7 @@ class FormatterHook {
     const FieldState state = formatted_.editing().state(text_.get(), &notice);
     mark_.show(state, std::move(notice));
   }
-  /// Shows the state of the text, and a notice. Returns whether this hook still exists.
+  /// Shows the state of the text, and a notice. Returns false if the host's code destroyed this hook meanwhile.
   [[nodiscard]] bool showMark(FieldNotice notice) {
     return !formatted_.isMarked() || formatted_.outlives([&] { mark_.show(state(), std::move(notice)); });
   }
@@ -232,8 +235,8 @@ class FormatterHook {
     if (selection.cursor > last) static_cast<void>(select({last, last}));
   }
 
-  /// Makes one change of the field, without a check. Returns whether this hook and its field still exist. The host's
-  /// handlers of the field's signals may destroy both.
+  /// Makes one change of the field, which the hook's handlers of insertions and deletions ignore. Returns whether this
+  /// hook and its field still exist. The host's handlers of the field's signals may destroy both.
   template <typename Change>
   [[nodiscard]] bool change(Change change) {
     const bool wasChanging = std::exchange(isChanging_, true);
@@ -380,8 +383,8 @@ class FormatterHook {
     return lost;
   }
 
-  /// Judges a deletion that waited for an insertion. Then performs the deletion, replaces the text, or changes nothing.
-  /// Returns whether this hook and its field still exist.
+  /// Asks `FieldEditing` whether the pending deletion is allowed. Then performs the deletion, replaces the text, or
+  /// changes nothing. Returns whether this hook and its field still exist.
   [[nodiscard]] bool settle() {
     const auto deletion = std::exchange(held_, std::nullopt);
     if (!deletion || !text_.isThere()) return text_.isThere();
@@ -437,7 +440,7 @@ class FormatterHook {
   const gboolean hadUndo_;
   GtkEventController* keys_ = nullptr;
   detail::FieldHistory history_;
-  /// The deletion that is pending, because an insertion that belongs to the deletion may still follow.
+  /// The deletion that waits, because an insertion that replaces the deleted text may follow.
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;

@@ -59,7 +59,8 @@ class IncrementalGrowth {
     self->setSize(next);
     return isLast ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
   }
-  /// A handler of "items-changed" may release the slice. Then this object is gone afterwards.
+  /// A handler of "items-changed" may release the slice. Then this function destroys the slice and this object before
+  /// it returns.
   void setSize(guint size) {
     GtkSliceListModel* const slice = slice_;
     g_object_ref(slice);

@@ -83,9 +83,9 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   }
 
  private:
-  /// If there is a rearrangement, or several steps without a move, the steps are reported as replacements. The reason
-  /// is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows. Otherwise each step is
-  /// reported separately.
+  /// Reports the steps as replacements if one of them is a rearrangement, or if there are several steps and none is a
+  /// move. The reason is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows.
+  /// Otherwise each step is reported separately.
   void willTakeAll(std::span<const SequenceStep> steps) override {
     if (object_ != nullptr) g_object_ref(object_);  // A handler of the host may release the last reference.
     const auto has = [&](SequenceStep::Kind kind) {
@@ -112,25 +112,25 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     if (object_ != nullptr) g_object_unref(object_);  // May destroy this object.
   }
 
-  /// The element of a row, in the rows that GTK knows at this moment. The items of kept rows are still found by their
-  /// former elements.
+  /// The element of a row, in the rows that GTK knows at this moment. During an update, the result for a kept row is
+  /// its former element, because the items still have the former elements as keys.
   [[nodiscard]] const Element* elementAt(std::size_t row) const {
     if (!isTelling_) return &rows_[row];
     if (row >= newShown_) return former_[row - newShown_ + formerGone_];
     return before_[row] != nullptr ? static_cast<const Element*>(before_[row]) : &rows_[row];
   }
 
-  /// The former and the new row number of a row with an item.
+  /// The former and the new number of a row for which a `ListItem` exists.
   struct Anchor {
     std::size_t former;
     std::size_t now;
   };
 
-  /// Reports the update to GTK as replacements of blocks. GTK searches a replaced block for the items of the view's
-  /// widgets and of the selection. Each row that GTK examines gets an item. To limit the number of new items, each
-  /// replaced block ends at most 256 rows after its last row with an item. The rows between two blocks are inserted
-  /// separately, without items. If more than 1,000 rows have items, or if the order of these rows changed, one block
-  /// replaces all rows.
+  /// Reports the update to GTK as replacements of blocks. In a replaced block, GTK searches for the items that the
+  /// view's widgets show and for the selected items. This search makes an item for each row that it examines. To limit
+  /// the number of new items, each replaced block ends at most 256 rows after its last row with an item. The rows
+  /// between two blocks are inserted separately, without items. If more than 1,000 rows have items, or if the order of
+  /// these rows changed, one block replaces all rows.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
@@ -153,10 +153,11 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     isTelling_ = false;
     former_.clear();
   }
-  /// The maximum number of rows of a block after its last row with an item.
+  /// A replaced block ends at most this number of rows after its last row with an item.
   static constexpr std::size_t reach = 256;
 
-  /// Replaces the rows before `next`. Rows that are more than `reach` rows after `end` are inserted in a separate step.
+  /// Reports to GTK that the remaining new rows before `next` replace the remaining former rows before `next`. The new
+  /// rows from `end.now + reach` on are reported as a separate insertion.
   void replaceTo(const Anchor& next, const Anchor& end) {
     const std::size_t added = next.now - newShown_;
     const std::size_t near = std::min(added, end.now + reach - newShown_);
@@ -184,8 +185,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     return anchors;
   }
 
-  /// Lets the items follow their elements into the new sequence. Returns new references to the items whose elements
-  /// changed.
+  /// Makes each item refer to its element in the new sequence, or to null if the element is gone. Returns new
+  /// references to the items whose elements changed.
   std::vector<GObject*> moveItems(std::span<const void* const> before) {
     std::vector<GObject*> changed;
     LivingItems<Element> former = std::exchange(*living_, {});
@@ -212,7 +213,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
 
   GListModel* object_ = nullptr;
   std::shared_ptr<LivingItems<Element>> living_ = std::make_shared<LivingItems<Element>>();
-  /// During a coarse update: GTK knows the new rows up to `newShown_`, then the former rows from `formerGone_`.
+  /// Whether the running update is reported as replacements of blocks, after all its steps. While `isTelling_` is true,
+  /// GTK knows the first `newShown_` new rows. After them, GTK knows the former rows from `formerGone_` on.
   bool isCoarse_ = false;
   bool isTelling_ = false;
   std::vector<const Element*> former_;
@@ -288,8 +290,8 @@ namespace Gtk4 {
 ///
 /// A single removal, insertion or move of a block reaches views as one change. An update with moves, and with at most
 /// 32 steps of each kind, reaches views step by step. Any other update reaches views as replacements of blocks around
-/// the rows with items. The rows between two such blocks are inserted. A changed element updates its item, but changes
-/// no row. An element that equals its former value changes nothing.
+/// the rows with items. The rows of the new sequence between two such blocks reach views as insertions. A changed
+/// element updates its item, but changes no row. An element that equals its former value changes nothing.
 ///
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
 /// the item. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without

@@ -26,8 +26,9 @@ namespace Tessaly::inline v1::Qt6 {
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
 /// null pointer is an empty sequence. `identity` is a function or a member that returns the identity of an element, for
 /// example `&File::name`. The identity needs `==` and `std::hash`. Without `identity`, an element is its own identity.
-/// An element with the identity of a former element keeps the row of that element. Selection, current row and editor
-/// stay with the row, wherever the row moves. `compute` must not refer to an object that is destroyed before the model.
+/// An element with the identity of a former element takes over the former element's row. That row moves to the new
+/// position. Selection, current row and editor stay with the row, wherever the row moves. `compute` must not refer to
+/// an object that is destroyed before the model.
 ///
 /// Views get removals, moves of blocks and insertions of blocks, at most 32 of each kind. If one kind has more than 32
 /// changes, they become a layout change and at most one removal or insertion. A layout change keeps the selection too.

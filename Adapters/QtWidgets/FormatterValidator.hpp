@@ -107,19 +107,22 @@ class FormatterValidator : public QValidator {
   [[nodiscard]] FieldState state() const { return formatted_.editing().state(field_->text().toStdString()); }
   /// Whether the present text differs from the text of the object. True if there is no object yet.
   [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
-  /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
+  /// The reason that the tooltip shows: why the text is not acceptable, or why the text was corrected when editing last
+  /// ended.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
   /// Sets the rule for the objects of the field, and replaces an earlier rule. The rule must return true for an allowed
   /// object. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
+  /// Sets a function whose result replaces the reason in each notice, for example a translation. An empty result keeps
+  /// the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
   /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
   /// there is one. The refused texts include texts that the end of editing corrects. They do not include texts that the
-  /// end of editing only rewrites. If the text was replaced, the field already shows the replacement.
+  /// end of editing only rewrites, for example "007" as "7". If the text was replaced, the field already shows the
+  /// replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
@@ -222,8 +225,8 @@ class FormatterValidator : public QValidator {
     return static_cast<int>(QString::fromStdString(text.substr(0, byte)).size());
   }
 
-  /// Makes one change of the field, without a check. Returns whether this validator still exists, because a slot of the
-  /// host may destroy it.
+  /// Calls `change`, which changes the field. During this call, the validator refuses no text. Returns whether this
+  /// validator still exists, because a slot of the host may destroy it.
   template <typename Change>
   [[nodiscard]] bool change(Change change) {
     const bool wasTaken = std::exchange(isTakenAsItIs_, true);

@@ -18,8 +18,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The common part of the fields of every toolkit: the decisions, and the handlers of the host. The functions that call
-/// handlers return whether this object still exists.
+/// The common part of the fields of every toolkit. It holds the `FieldEditing`, which decides about texts, and the
+/// handlers of the host. The functions that call handlers return whether this object still exists.
 class FormattedField : public Existence {
  public:
   using EndHandler = std::function<void(const std::any& object)>;
@@ -30,8 +30,8 @@ class FormattedField : public Existence {
 
   [[nodiscard]] FieldEditing& editing() noexcept { return editing_; }
   [[nodiscard]] const FieldEditing& editing() const noexcept { return editing_; }
-  /// Whether the field shows the state of its text. False with `FieldChecking::atEveryChange`, because the formatter
-  /// then corrects the text at once.
+  /// Whether the field shows the `FieldState` of its text, for example by a colour for an invalid text. False with
+  /// `FieldChecking::atEveryChange`, because the formatter then corrects the text at once.
   [[nodiscard]] bool isMarked() const noexcept { return editing_.checking() == FieldChecking::atTheEnd; }
 
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept {
@@ -74,7 +74,8 @@ class FormattedField : public Existence {
   }
 
   FieldEditing editing_;
-  /// The text that the last end of editing left in the field.
+  /// The field's text directly after the last end of editing. Absent if editing has not ended yet, or if `show` has
+  /// succeeded since.
   std::optional<std::string> ended_;
   EndHandler end_;
   RefusalHandler refusal_;

@@ -32,9 +32,9 @@ struct SequenceStep {
 };
 
 /// The steps from one order of rows to another: removals, then moves of blocks, then insertions. Each of the three
-/// kinds has at most `limit` steps, because a view reads all of its rows at every step. More removals become a
-/// rearrangement and one removal. More moves become a rearrangement. More insertions become one insertion and a
-/// rearrangement.
+/// kinds has at most `limit` steps, because a view reads all of its rows at every step. More than `limit` removals
+/// become a rearrangement and one removal. More than `limit` moves become a rearrangement. More than `limit` insertions
+/// become one insertion and a rearrangement.
 class SequenceSteps {
  public:
   static constexpr std::size_t limit = 32;
@@ -250,10 +250,11 @@ class SequenceMatches {
   std::vector<bool> isTaken_;
 };
 
-/// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
-/// identity. In both cases, equal elements are matched in the order in which they occur. Makes O(n) calls of
-/// `identity`, and of the `==` and the `std::hash` of identities. A pointer that is in both sequences causes such calls
-/// only if it stands directly after the common beginning or directly before the common end.
+/// The steps that lead from `before` to `after`. At the common beginning and the common end, elements with an equal
+/// identity are matched. Between these parts, equal pointers are matched first, then elements with an equal identity.
+/// In both cases, equal elements are matched in the order in which they occur. Makes O(n) calls of `identity`, and of
+/// the `==` and the `std::hash` of identities. For matched equal pointers, such calls occur only directly after the
+/// common beginning and directly before the common end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

@@ -25,9 +25,9 @@ struct OfferedTexts {
   [[nodiscard]] const std::string& plain() const { return string ? *string : *url; }
 };
 
-/// The common part of the pasteboards of every toolkit. Writes on other threads reach the toolkit on the main thread.
-/// The object must live until the process ends, because other threads may still use it. `PasteboardBackendInstallation`
-/// keeps the object alive.
+/// The common part of the pasteboards of every toolkit. If a thread other than the main thread writes, the toolkit
+/// receives the latest texts later, on the main thread. The object must live until the process ends, because other
+/// threads may still use it. `PasteboardBackendInstallation` keeps the object alive.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {

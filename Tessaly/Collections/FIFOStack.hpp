@@ -156,7 +156,7 @@ class FIFOStack {
   }
 
   /// The stacks keep the elements in the order in which they were added. So the stacks can change places without moving
-  /// an element. The top of the left stack is the element that was added first.
+  /// an element. `dequeue` removes the first element of the left stack.
   Stack left_;
   Stack right_;
 };

@@ -15,10 +15,11 @@ namespace Tessaly::inline v1 {
 
 /// A value that is computed asynchronously at its first use and then kept.
 ///
-/// `wrappedValue()` checks whether a value is kept. The function that it returns does not check again. So a function
-/// that was returned before a value was kept computes the value at every call. Such calls may overlap. Each call gives
-/// the result of its own computation. The result of the computation that ends last is kept. The nearest standard
-/// facility, `std::shared_future`, shares the result of exactly one computation, even if that computation fails.
+/// `wrappedValue()` checks whether a value is kept. The function that it returns does not check again. So, if
+/// `wrappedValue()` returned the function before a value was kept, every call of the function computes the value. Such
+/// calls may overlap. Each call gives the result of its own computation. The result of the computation that ends last
+/// is kept. The nearest standard facility, `std::shared_future`, shares the result of exactly one computation, even if
+/// that computation fails.
 ///
 /// Copies share the kept value. Unless a later computation replaces the value, it is kept at least until the last copy
 /// is destroyed.

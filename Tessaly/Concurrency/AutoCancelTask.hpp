@@ -19,8 +19,8 @@ namespace Tessaly::inline v1 {
 /// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
 /// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
 /// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**
-/// member of the captured object. Then no statement of the operation runs in that object's isolation after the object's
-/// destruction.
+/// member of the captured object. Then no statement of the operation runs in the isolation of the `OwnedTasks` after
+/// the object's destruction. The only exception is an operation that itself destroys the object.
 ///
 /// The task's result and error are discarded. The handle can be moved but not copied.
 ///
@@ -42,7 +42,8 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}
-  /// The same at the given priority. `std::nullopt` means the caller's priority.
+  /// Starts a task with the operation, at the given priority and in the caller's isolation. `std::nullopt` means the
+  /// caller's priority.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   AutoCancelTask(std::optional<TaskPriority> priority, Operation&& operation)

@@ -69,7 +69,7 @@ class Observations {
       storage->follow(accesses);
       co_return std::optional<Element>(std::move(element));
     }
-    /// The same, with the computation in the given isolation.
+    /// Like `next()`, but computes the element in the given isolation.
     [[nodiscard]] Async<std::optional<Element>> next(Isolation isolation) {
       return detail::nextIn<Element>(this, std::move(isolation));
     }

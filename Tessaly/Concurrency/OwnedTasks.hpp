@@ -75,8 +75,8 @@ class OwnedTasks {
   TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
   OwnedTasks(const OwnedTasks&) = delete;
   OwnedTasks& operator=(const OwnedTasks&) = delete;
-  /// Cancels the tasks and does not wait for them. Afterwards no statement of the tasks runs in this isolation, except
-  /// in a task that itself destroys the object.
+  /// Cancels the tasks and does not wait for them. Afterwards no statement of the tasks runs in the isolation of the
+  /// `OwnedTasks`. The only exception is a task that itself destroys the `OwnedTasks`.
   TESSALY_EXPORT ~OwnedTasks();
 
   /// Starts a task in the object's isolation, at the caller's priority. The operation must not return a result; it
@@ -87,7 +87,7 @@ class OwnedTasks {
   Task<> add(Operation&& operation) {
     return add(Task<>::currentPriority(), std::forward<Operation>(operation));
   }
-  /// The same at another priority.
+  /// Like `add(operation)`, but starts the task at the given priority.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(TaskPriority priority, Operation&& operation) {

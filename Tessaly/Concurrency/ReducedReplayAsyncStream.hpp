@@ -93,8 +93,8 @@ class ReducedReplayAsyncStream {
     co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
   }
 
-  /// Consumes a batch of at most 64 elements without leaving the isolation between two elements. A subscriber that
-  /// wants to join waits for at most one batch.
+  /// Consumes a batch of at most 64 elements. Leaves the isolation during the batch only to wait for an element. A
+  /// subscriber that wants to join waits for at most one batch.
   static Async<void> consumeBatch(Storage& storage, AsyncIterator& iterator, bool& isOpen) {
     constexpr int maximumCount = 64;
     for (int count = 0; count < maximumCount; ++count) {

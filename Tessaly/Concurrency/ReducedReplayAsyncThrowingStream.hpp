@@ -22,8 +22,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The producer is an `AsyncThrowingStream` that the constructor makes, or any asynchronous sequence. The producer's
 /// error ends the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it
-/// was called before or after the failure. A subscriber that joins after the end or the error was consumed gets the sum
-/// of all elements and then **keeps waiting**.
+/// was called before or after the failure. After the producer's end or error was consumed, a new subscriber gets the
+/// sum of all elements and then **keeps waiting**.
 ///
 /// Each element is copied for each stream. The final value is copied for each `streamedElement()`. If such a copy
 /// throws, the exception ends only the stream or the `streamedElement()` that needs the copy. If an element's move out
@@ -117,8 +117,8 @@ class ReducedReplayAsyncThrowingStream {
 
   /// Waits for the producer's end. Returns the final value, into which `reduce` has combined all elements, or throws
   /// the producer's error. Starts the consumption if the consumption has not begun. This start counts as the first
-  /// subscription, so every later subscriber first gets a summary of the earlier elements. After the end was consumed,
-  /// the answer comes at once.
+  /// subscription, so every later subscriber first gets a summary of the earlier elements. After the consumption has
+  /// ended, the result comes at once.
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
@@ -131,7 +131,7 @@ class ReducedReplayAsyncThrowingStream {
       Base::consume(element);
       Base::yieldToAll(continuationsFix, element);
     }
-    /// Ends every subscriber's stream and answers the requests. An error does not end the streams of
+    /// Ends the streams of `continuations` and answers the requests. If there is no error, also ends the streams of
     /// `continuationsFix`.
     void end(std::exception_ptr error) {
       this->endAll(error);

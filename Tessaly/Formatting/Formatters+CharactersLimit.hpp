@@ -17,9 +17,9 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// Registers the classes of this namespace for `Object::make`. After that, `Object::make` stops the process for these
-/// classes, because they have no constructor without arguments. Before that, `Object::make` returns null for classes in
-/// a static library. It registers classes in a shared library itself. The construction of a formatter registers the
-/// classes too.
+/// classes, because they have no constructor without arguments. Before the registration, `Object::make` returns null if
+/// this library is static. If this library is shared, `Object::make` registers the classes itself. The construction of
+/// a formatter registers the classes too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();

@@ -75,8 +75,8 @@ namespace Formatters {
 /// Fraction digits are always parsed. For an integer type, the number is truncated toward zero. A number beyond the
 /// limits of an integer type counts as the nearest value of that type.
 ///
-/// `getObjectValue` is the function of `NumberFormatter`. It does not check the range. It requires the unit, and it
-/// requires a plus sign wherever `string` writes one.
+/// `getObjectValue` is inherited from `NumberFormatter` without a change. It does not check the range. It requires the
+/// unit, and it requires a plus sign wherever `string` writes one.
 ///
 /// Thread contract: thread-compatible.
 ///

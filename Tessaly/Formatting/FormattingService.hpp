@@ -43,8 +43,8 @@ TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
 
 namespace Bytes {
 
-/// "1.5 MB": see `ByteCountFormatStyle`. Follows the current locale, not `setLanguage`. Some languages have a word for
-/// zero bytes: "Zero kB".
+/// "1.5 MB": see `ByteCountFormatStyle`. Follows the current locale, not `setLanguage`. In some languages, the text of
+/// zero bytes contains a word for zero: "Zero kB".
 [[nodiscard]] TESSALY_EXPORT std::string string(std::int64_t fromByteCount);
 
 /// A number of decimal gigabytes, formatted as by the function `string`. Despite its name, the parameter counts

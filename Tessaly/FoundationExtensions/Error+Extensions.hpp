@@ -20,9 +20,10 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
-/// The text of any thrown object for a log. A thrown `std::string` or `const char*` is described by its quoted text,
-/// and an `int` by its value. For any other type that is not a `std::exception`, the description is the type's name and
-/// "()". The result for a null `std::exception_ptr` is "nil".
+/// The text for a log that describes any thrown object: a description, a comma, a space and a message. A thrown
+/// `std::string` or `const char*` is described by its quoted text, and an `int` by its value. For any other type that
+/// is not a `std::exception`, the description is the type's name and "()". The result for a null `std::exception_ptr`
+/// is "nil".
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
 /// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is

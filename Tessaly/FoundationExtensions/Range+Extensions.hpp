@@ -32,7 +32,7 @@ template <Additive Bound>
 
 }  // namespace detail
 
-/// The upper bound minus the lower bound. Stops the process if an integer type cannot hold the result.
+/// The upper bound minus the lower bound. Stops the process if `Bound` is an integer type that cannot hold the result.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -42,7 +42,7 @@ template <detail::Additive Bound>
   return detail::widthOf(range);
 }
 
-/// The upper bound minus the lower bound. Stops the process if an integer type cannot hold the result.
+/// The upper bound minus the lower bound. Stops the process if `Bound` is an integer type that cannot hold the result.
 ///
 /// Thread contract: thread-safe.
 template <detail::Additive Bound>

@@ -31,7 +31,7 @@ struct ColorComponents {
 };
 
 /// Parses a hexadecimal colour, with or without "#": RGB, RGBA, RRGGBB or RRGGBBAA, in upper or lower case. Absent for
-/// any other text. Only ASCII digits count. Allocates nothing.
+/// any other text. Digits that are not ASCII are refused. Allocates nothing.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -16,7 +16,7 @@ struct Key {
   friend bool operator==(const Key&, const Key&) noexcept = default;
 };
 
-/// The characters of the keys.
+/// The characters that the Return and Escape keys produce.
 ///
 ///     const bool isConfirmed = typed == String::key.enter;
 inline constexpr Key key{};

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The durations of `Task::sleepMicroSeconds`, `sleepMilliSeconds` and `sleepSeconds`.
+/// Converts the arguments of `Task::sleepMicroSeconds`, `sleepMilliSeconds` and `sleepSeconds` to durations.
 struct detail::SleepDuration {
   /// The product of the arguments as a duration, limited to the maximum duration. Stops the process if the product does
   /// not fit in 64 bits.

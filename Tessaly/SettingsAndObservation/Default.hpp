@@ -213,7 +213,8 @@ class Default {
         std::forward<Body>(body));
   }
 
-  /// The value of the setting. Makes no observed object, and observation tracking does not record the read.
+  /// The value of the setting. Unlike the member function `value()`, this function needs no `Backing`, and observation
+  /// tracking does not record the read.
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
   /// Stores the value; the absent value removes the setting's entry. If the key's rule forbids the value, stores the
   /// nearest end of the range, or keeps the former value (see `Key`).
@@ -230,9 +231,9 @@ class Default {
 
   /// Calls the handler after each change of the setting, until the returned observer is destroyed. The handler gets the
   /// value in its stored form. A value that does not convert to `StoredValue` is not delivered. A removal is delivered
-  /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the stored form
-  /// of the value that a read returns. A handler may also take a `ChangeOrigin`, which says whether this process or
-  /// another one made the change. An exception of the handler stops the process.
+  /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the value that a
+  /// read returns instead, in its stored form. A handler may also take a `ChangeOrigin`, which says whether this
+  /// process or another one made the change. An exception of the handler stops the process.
   ///
   /// The destruction of the observer waits for calls of the handler on other threads. Afterwards the objects that the
   /// handler refers to may be destroyed. Do not destroy the observer while holding a lock that the handler acquires.

@@ -77,7 +77,8 @@ concept Defaultable = requires {
   { DefaultableTraits<Value>::defaultValue() } -> std::same_as<Value>;
 };
 
-/// The natural empty value.
+/// The empty value of the type, such as an absent optional, an empty collection, or the result of
+/// `Value::defaultValue()`.
 template <Defaultable Value>
 [[nodiscard]] constexpr Value defaultValue() {
   return DefaultableTraits<Value>::defaultValue();

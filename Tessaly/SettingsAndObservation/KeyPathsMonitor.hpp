@@ -172,8 +172,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     keyPathToMonitorable_.insert_or_assign(keyPath, WeakRoot(root));
   }
 
-  /// Sets the function that is called at each reported change of the key path on any object, and calls it once
-  /// immediately. The new function replaces the former function.
+  /// Sets the update function of a key path, and calls it once immediately. Later, each report of a change of this
+  /// property calls the function, whichever object has changed. The new function replaces the former function.
   void monitoring(const AnyKeyPath& keyPath, Update update);
 
   /// Receives the report of a change. Calls the key path's update function. Then, if the key path is watched on `root`,

@@ -65,7 +65,7 @@ template <auto... Members, Monitorable Root, typename Callback>
   root->template registerMonitor<Members...>(made);
   return made;
 }
-/// Like the overload above, in the caller's isolation.
+/// Like the overload above, but `onChange` runs in the caller's isolation.
 template <auto... Members, Monitorable Root, typename Callback>
 [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
     const std::shared_ptr<Root>& root, Callback onChange) {

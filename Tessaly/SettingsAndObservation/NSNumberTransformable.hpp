@@ -19,8 +19,8 @@ struct NSNumberTransformableTraits;
 
 namespace detail {
 
-/// A conversion that reads the number by calling its member function `unbox`. `unbox` also converts numbers of other
-/// kinds.
+/// A conversion that reads the number by calling its member function `unbox`. `unbox` converts every kind of `NSNumber`
+/// to `Value`.
 template <typename Value, Value (NSNumber::*unbox)() const noexcept>
 struct NumberTransformation {
   [[nodiscard]] static constexpr NSNumber nsNumber(Value value) noexcept { return NSNumber(value); }

@@ -44,7 +44,8 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   ObservationToken& operator=(ObservationToken&& other) noexcept;
   ~ObservationToken();
 
-  /// Ends the observation before its next pass. Later calls do nothing.
+  /// Ends the observation: no further call of the observed function begins. A running call still passes its result to
+  /// the callbacks. Later calls do nothing.
   void cancel() noexcept;
 
   /// Moves the token to the end of the array. The array owns the token from then on.
@@ -128,7 +129,7 @@ class ContinuousObservation {
 }  // namespace detail
 
 /// Calls `apply` now, and again after each change of an observable property that `apply` read. Passes each result to
-/// the callbacks. The observation ends with the returned token.
+/// the callbacks. The observation ends when the returned token is cancelled or destroyed.
 ///
 /// `apply` returns an optional value or a plain value. A plain value counts as present. If the value is present,
 /// `onChange` is called with the value. Then, in every case, `onChangeNil` is called with the optional. The first pass

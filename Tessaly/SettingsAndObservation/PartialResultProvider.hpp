@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 template <typename Value>
 class PartialResultProvider {
  public:
-  /// A slot for a value that would replace the given value. The library neither fills nor reads the slot.
+  /// A slot for a value to use instead of the provider's value. The library neither fills nor reads the slot.
   class Storage_ {
    public:
     std::optional<Value> overrideValue;

@@ -26,8 +26,9 @@ using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 struct DirectoryOptions {
   /// Whether to follow only the directory's own entries, or also the entries of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// The delay between the first change of an element and the delivery of the element. The element also gets the
-  /// changes during this delay. Changes that happened before the call of `next()` are delivered without the delay.
+  /// When the directory changes, the sequence waits for this delay before it delivers the vector of changes. The vector
+  /// also contains the changes during the delay. Changes that happened before the call of `next()` are delivered
+  /// without the delay.
   std::chrono::nanoseconds debounce{0};
 };
 

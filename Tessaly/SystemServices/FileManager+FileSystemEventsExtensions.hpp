@@ -69,7 +69,7 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 [[nodiscard]] TESSALY_EXPORT FileSystemEventsWithData writeFileSystemEventsWithData(
     FileManager& files, const URL& at, double existenceCheckTimeInterval, Clock& clock = ContinuousClock::shared());
 
-/// Waits until the file is removed, or until a rename of another file to its name replaces it. A rename of the file
+/// Waits until the file is removed, or until another file is renamed to the name of this file. A rename of the file
 /// itself does not end the wait. Fails with a `POSIXError` if the file does not exist or cannot be opened, and with
 /// `CancellationError` if the task is cancelled. The main thread sets up the watch, so the main queue must be served.
 ///
@@ -85,8 +85,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 ///
 /// The sequence watches every name on the path, including symbolic links and missing directories. A write of equal
 /// contents counts as a change. A change of attributes does not count. A change of only the modification time counts if
-/// the kernel reports this change as a write. The kernel reports a write if a program opened the file for writing, as
-/// touch(1) does, or if the access time stayed unchanged. Writes through a mapping are noticed when the file is closed.
+/// the kernel reports this change as a write. The kernel does so if the program opened the file for writing, as
+/// touch(1) does, or left the access time unchanged. Writes through a mapping are noticed when the file is closed.
 /// Files on remote volumes and unreadable files are checked every second. The sequence fails with a `POSIXError` if the
 /// system's limit of watches is reached. Only one task at a time may wait; a second waiting task stops the process.
 ///

@@ -54,9 +54,9 @@ struct Status {
 /// that does not convert to a Boolean, does not end the wait by itself.
 ///
 /// Throws `CancellationError` if the calling task is cancelled before the wait begins. A cancellation during the wait
-/// does not end the wait. After the cancellation, only changes of the setting count: the wait ends at the next such
-/// change after which the machine is online. If the task that writes the setting is itself cancelled, the wait throws
-/// `CancellationError`.
+/// does not end the wait. After the cancellation, the wait ignores changes of the network path. It ends at the next
+/// change of the setting after which the machine is online. If the task that writes the setting is itself cancelled,
+/// the wait throws `CancellationError`.
 ///
 /// The setup and the updates of the path use the main thread, so the main queue must be served.
 [[nodiscard]] TESSALY_EXPORT Async<void> nextIsOnline();

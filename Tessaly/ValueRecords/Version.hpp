@@ -50,10 +50,11 @@ inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
 
 /// A version number: major, minor, patch, and optionally build.
 ///
-/// The order compares the majors, then the patches, then the builds. Intentionally, it does not order by the minors. It
-/// is not a total order. Two versions with equal majors and different minors are neither less nor greater than each
-/// other. The same holds for two versions that differ only in their builds, if one of the builds is absent. Do not sort
-/// by this order, and do not use a version as the key of a `std::map`. The standard library has no counterpart.
+/// The order compares the majors. If the majors and the minors are equal, it compares the patches, then the builds. It
+/// is not a total order, and this is intended. Two versions with equal majors and different minors are neither less nor
+/// greater than each other. The same holds for two versions that differ only in their builds, if one of the builds is
+/// absent. Do not sort by this order, and do not use a version as the key of a `std::map`. The standard library has no
+/// counterpart.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -78,9 +79,9 @@ struct Version {
   /// Whether all four fields are equal. An absent build equals only an absent build.
   friend bool operator==(const Version&, const Version&) noexcept = default;
 
-  /// Whether the first field that differs among major, patch and build is less in `left`. If the majors are equal and
-  /// the minors differ, the result is intentionally false in both directions. Also false if only the builds differ and
-  /// one of them is absent.
+  /// Compares major, patch and build in this order. The result is true if the first differing field is less in `left`.
+  /// If the majors are equal and the minors differ, the result is intentionally false in both directions. Also false if
+  /// only the builds differ and one of them is absent.
   friend constexpr bool operator<(const Version& left, const Version& right) noexcept {
     if (left.major != right.major) return left.major < right.major;
     if (left.minor != right.minor) return false;

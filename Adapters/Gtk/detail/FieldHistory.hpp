@@ -36,7 +36,8 @@ class FieldHistory {
     done_.push_back(std::move(present));
     endRun();
   }
-  /// Whether the insertion of a text at a position belongs to the step of the characters before that position.
+  /// Whether an insertion at a position joins the undo step of the characters that were typed directly before that
+  /// position.
   [[nodiscard]] bool continuesRun(int position, std::string_view inserted) const {
     return run_ == position && isLetter(inserted) && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
   }

@@ -65,7 +65,8 @@ struct RingLoop {
     index.loopIndex = sum(index.loopIndex, loops);
     return index;
   }
-  /// The start of a full ring after a rotation by `offset`. Also stops the process if the new end overflows.
+  /// The start of a full ring after a rotation by `offset`. Stops the process if the new start or end overflows, or if
+  /// `offset` is the minimum of its type.
   [[nodiscard]] RingArrayIndex rotated(RingArrayIndex start, std::int64_t offset) const {
     if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
       stopOverflow(__LINE__);

@@ -102,7 +102,8 @@ class SharedRun {
   /// Makes the whole memory available again. The run must be empty and not shared.
   void rewind() noexcept { begin_ = end_ = cells_; }
 
-  /// Whether the memory has another holder. Reads the atomic count only if the mark is set.
+  /// Whether the memory has another holder. Reads the atomic count of holders only if `mark_` is set, which means that
+  /// the memory may have another holder.
   [[nodiscard]] bool isShared() noexcept {
     if (!mark_.isSet()) return false;
     if (!Storage::of(cells_)->references().isOne()) return true;

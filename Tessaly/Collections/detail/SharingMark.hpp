@@ -5,8 +5,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether other collections may share a collection's storage. Copying sets the mark in both collections. A writer that
-/// is the only owner of the storage clears the mark.
+/// Whether a collection's storage is possibly shared with other collections. Copying sets the mark in both collections.
+/// A writer that is the only owner of the storage clears the mark.
 ///
 /// Without the mark, a writer would need an atomic operation, which keeps the written members out of registers. Several
 /// threads may copy one collection at the same time, so `set` is atomic. No other thread may use the collection while

@@ -34,7 +34,7 @@ class Listeners {
  public:
   using Listener = IdentifiedContinuation<UUID, Element>;
   using List = CopyOnWrite<std::vector<Listener>>;
-  /// Longer lists are not kept, because walking them takes far longer than taking the lock.
+  /// A thread keeps no list with more listeners, because walking such a list takes far longer than taking the lock.
   static constexpr std::size_t maximumKeptCount = 16;
 
   Listeners() : present_(Present()) {}

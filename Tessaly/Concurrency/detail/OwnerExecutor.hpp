@@ -41,8 +41,8 @@ class OwnerExecutor final : public Executor {
  private:
   ~OwnerExecutor() override = default;
 
-  /// The one job by which this executor waits in the queue of the owner's isolation. A turn runs or discards at most
-  /// one task.
+  /// The only job that this executor puts into the queue of the owner's isolation. Each turn takes at most one of the
+  /// executor's jobs, and runs or discards it.
   struct Turn final : Job {
     explicit Turn(OwnerExecutor& owner) noexcept;
     void startAt(TaskPriority priority) noexcept { setPriority(priority); }
@@ -58,7 +58,7 @@ class OwnerExecutor final : public Executor {
   const Isolation isolation_;
   UnfairLock lock_;
   JobList jobs_ TESSALY_GUARDED_BY(lock_);
-  /// Whether the turn is queued. A queued turn holds a reference.
+  /// Whether the turn is queued. A queued turn holds a reference to this executor.
   bool isQueued_ TESSALY_GUARDED_BY(lock_) = false;
   bool isClosed_ TESSALY_GUARDED_BY(lock_) = false;
   Turn turn_;

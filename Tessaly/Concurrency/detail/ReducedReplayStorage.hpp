@@ -21,7 +21,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// Writes a log record about an error that has ended streams early. `subscribers` names the subscribers of these
-/// streams. Called for reduced-replay streams that cannot fail.
+/// streams. Called for streams whose `Failure` is `Never`: they cannot pass the error to their subscribers.
 TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
 
 /// The state that the copies of a reduced-replay stream and their tasks share. All members except `isolation` and the

@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Calls a host's function whose exception no caller could receive, such as an observer, a handler or a destructor. An
-/// exception stops the process with a message that contains `name`.
+/// Calls an observer, a handler or another function of the host. Use this function if no caller could catch an
+/// exception of the called function. An exception stops the process with a message that contains `name`.
 ///
 /// Thread contract: thread-safe, if the function is.
 template <typename Function, typename... Arguments>

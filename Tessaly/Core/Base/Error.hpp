@@ -34,7 +34,7 @@ class TESSALY_EXPORT Error : public std::exception {
   [[nodiscard]] virtual std::string description() const;
   /// The message for people: by default "The operation couldn’t be completed. (<domain> error <code>.)".
   [[nodiscard]] virtual std::string localizedDescription() const;
-  /// The domain of the code: by default the full class name, with dots between its parts.
+  /// The domain of `code()`: by default the full class name, with dots between the parts of the name.
   [[nodiscard]] virtual std::string domain() const;
   /// The error's number in its domain: by default 1.
   [[nodiscard]] virtual std::int64_t code() const noexcept;

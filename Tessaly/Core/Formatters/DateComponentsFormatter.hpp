@@ -76,7 +76,8 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// duration precedes the first written unit. If that unit is zero, no sign is written. Absent for NaN, for infinite
   /// durations, and if no unit is allowed.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
-  /// The text of a `double`, an `int` or a `std::int64_t`, in seconds. Absent for every other object.
+  /// The text of a duration. The object is its number of seconds, as a `double`, an `int` or a `std::int64_t`. Absent
+  /// for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
  private:

@@ -63,10 +63,10 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept TESSALY_LIFETIMEBOUND { return timeZone_; }
   void setTimeZone(const std::optional<TimeZone>& zone) { timeZone_ = zone; }
 
-  /// The length of the date, by default `none`.
+  /// The style of the date in the texts, by default `none`.
   [[nodiscard]] Style dateStyle() const noexcept { return dateStyle_; }
   void setDateStyle(Style style) noexcept { dateStyle_ = style; }
-  /// The length of the time, by default `none`. If both lengths are `none`, every text is empty.
+  /// The style of the time of day in the texts, by default `none`. If both styles are `none`, every text is empty.
   [[nodiscard]] Style timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(Style style) noexcept { timeStyle_ = style; }
 
@@ -88,13 +88,14 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// `none`.
   ///
   /// If there is no time style, the result is the beginning of a day. If there is no date style, the result is a time
-  /// of today. With `Parsing::lenient`, a text may have any of the four lengths of the locale or the form "2023-01-31".
-  /// The text's time may use the 24-hour clock. A year of two digits is at most 80 years ago and at most 20 years
-  /// ahead. A year before 1000 is refused, unless the text has the form that this formatter writes. The order of day
-  /// and month is that of the locale. Impossible dates, impossible times and wrong weekdays are refused. For parsing,
-  /// the formatter prepares a combination of locale, time zone and styles in about 2 ms. Lenient parsing adds about
-  /// 7 ms to this preparation. After the preparation, a text in the form that this formatter writes takes about 3 µs.
-  /// The first text in another form takes about 3 ms, and each later such text about 0.1 ms.
+  /// of today. With `Parsing::lenient`, the date and the time may each have the locale's short, medium, long or full
+  /// form. The date may also have the form "2023-01-31". The text's time may use the 24-hour clock. A year of two
+  /// digits is at most 80 years ago and at most 20 years ahead. A year before 1000 is refused, unless the text has the
+  /// form that this formatter writes. The order of day and month is that of the locale. Impossible dates, impossible
+  /// times and wrong weekdays are refused. For parsing, the formatter prepares a combination of locale, time zone and
+  /// styles in about 2 ms. Lenient parsing adds about 7 ms to this preparation. After the preparation, a text in the
+  /// form that this formatter writes takes about 3 µs. The first text in another form takes about 3 ms, and each later
+  /// such text about 0.1 ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
   /// Whether both texts mean the same date. If so, text fields replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;

@@ -44,8 +44,8 @@ struct FieldNotice {
   /// The text that replaces the typed text, for example the bound or the rounded number. Empty for `empty` and
   /// `notANumber`. Meaningless if the field keeps the typed text.
   std::string shown;
-  /// One English sentence, the formatter's description of the error, or the result of the `Explanation`. Empty if
-  /// `kind` is `none`.
+  /// The formatter's description of the error, or an English sentence if there is no description. A nonempty result of
+  /// the `Explanation` replaces this text. Empty if `kind` is `none`.
   std::string reason;
 
   [[nodiscard]] bool isNone() const noexcept { return kind == Kind::none; }
@@ -59,11 +59,12 @@ struct FieldNotice {
 /// standard library has no counterpart.
 ///
 /// With `FieldChecking::atTheEnd` no change turns a typed number into another number. Every text may stand in the field
-/// of a `NumberFormatter`, and `state` judges the text. A suffix that stands in the field stays there. A number may
-/// have any minus sign or hyphen, the separators of any language, and white space around it. Its prefix and suffix may
-/// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the new text and offers no
-/// replacement. Two kinds of change are accepted even then: a deletion, and a change that does not lengthen an already
-/// refused text. With `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
+/// of a `NumberFormatter`, and `state` judges the text. If the text ends with the formatter's suffix, no change removes
+/// the suffix. A number may have any minus sign or hyphen, the separators of any language, and white space around it.
+/// Its prefix and suffix may be missing. With another formatter, a change is refused if `isPartialStringValid` refuses
+/// the new text and offers no replacement. Two kinds of change are accepted even then: a deletion, and a change that
+/// does not lengthen an already refused text. With `FieldChecking::atEveryChange` the formatter judges every text, and
+/// can replace a refused text.
 ///
 /// Editing ends in the same way in both modes. A number beyond the range becomes the nearest bound, and excess fraction
 /// digits are rounded. With a `NumberFormatter`, an empty text becomes the text of the field's object, unless there is
@@ -123,7 +124,7 @@ class TESSALY_EXPORT FieldEditing {
   /// Stores an object, and returns its text. Absent if the formatter does not support the object, if a number is beyond
   /// the range, or if the rule forbids the object. Then the field keeps the former object.
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
-  /// Judges a change that a person makes.
+  /// Decides whether the field accepts, refuses or replaces a change that a person makes to its text.
   [[nodiscard]] Answer change(const Change& change) const noexcept;
   /// The maximum byte position for the cursor. With `FieldChecking::atTheEnd` and a `NumberFormatter`, this is the
   /// beginning of the formatter's suffix if the text ends with that suffix. Otherwise this is the end of the text.
@@ -131,8 +132,8 @@ class TESSALY_EXPORT FieldEditing {
   /// The state of a text. `*notice` receives the reason why the field would correct or refuse the text. If there is no
   /// reason, the kind of the notice is `none`. The pointer may be null.
   [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
-  /// Ends editing, with the cursor at a byte position. If `hasEnded` is true in the result, `object()` is then the
-  /// object of the result's text.
+  /// Ends editing, with the cursor at a byte position. If `hasEnded` is true in the result, `object()` afterwards
+  /// returns the object that the result's text represents.
   [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
 
   /// Sets the rule for the objects of the field, in place of an earlier rule. The rule must return true for an allowed

@@ -34,7 +34,7 @@ class Date::FormatStyle {
   /// its last two digits. Some locales write days and months without padding even with `twoDigits`, for example Spanish
   /// in "2/1".
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
-  /// The width of a month. A month can also be a name.
+  /// The width of a month: omitted, a number, or an abbreviated or full name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
 
   /// A style without fields.

@@ -49,7 +49,8 @@ class ListFormatStyle {
   [[nodiscard]] std::string format(std::initializer_list<std::string_view> items) const {
     return format(std::span(items.begin(), items.size()));
   }
-  /// The text of a list in any range whose iterators yield references to texts.
+  /// The text of a list whose items are in a range of another type. The iterators of the range must yield references to
+  /// texts.
   template <std::ranges::input_range Items>
     requires(std::convertible_to<std::ranges::range_reference_t<Items>, std::string_view> &&
              !std::convertible_to<Items, std::span<const std::string_view>> &&

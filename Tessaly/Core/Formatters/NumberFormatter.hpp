@@ -67,9 +67,9 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// Sets the style. Also resets the limits of the fraction digits to those of the style.
   void setNumberStyle(Style style);
 
-  /// A number pattern in the syntax of ICU's `DecimalFormat`. The formatter uses only its affixes, for negative
-  /// numbers. In the pattern, "~" stands for the locale's sign of approximation. Absent by default. A malformed pattern
-  /// counts as absent.
+  /// A number pattern in the syntax of ICU's `DecimalFormat`. The formatter uses only the prefix and the suffix of the
+  /// pattern, and only for negative numbers. In the pattern, "~" stands for the locale's sign of approximation. Absent
+  /// by default. A malformed pattern counts as absent.
   [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept TESSALY_LIFETIMEBOUND;
   void setNegativeFormat(const std::optional<std::string>& format);
 

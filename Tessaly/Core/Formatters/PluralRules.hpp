@@ -36,8 +36,8 @@ class PluralRules {
   /// The category of a number in its shortest decimal form: 1.5 has one fraction digit, 1.0 has none. The sign is
   /// ignored. `other` for infinities and NaN.
   [[nodiscard]] TESSALY_EXPORT Category category(double number) const;
-  /// The category of a number that is shown with exactly `fractionDigits` fraction digits. The count is clamped to the
-  /// range from 0 to 340.
+  /// The category of a number that is shown with exactly `fractionDigits` fraction digits. `fractionDigits` is clamped
+  /// to the range from 0 to 340.
   [[nodiscard]] TESSALY_EXPORT Category category(double number, int fractionDigits) const;
 
   friend bool operator==(const PluralRules&, const PluralRules&) noexcept = default;

@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 /// metric.
 enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 
-/// The system of units of a locale's country: "de_DE" gives `metric`. If the locale has no country, the most likely
-/// country of its language counts: "en" gives `us`.
+/// The system of units of a locale's country: "de_DE" gives `metric`. If the locale has no country, the function uses
+/// the most likely country of the locale's language: "en" gives `us`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT MeasurementSystem measurementSystem(const Locale& locale);

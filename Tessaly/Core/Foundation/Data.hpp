@@ -80,9 +80,9 @@ class Data {
     return data()[index];
   }
 
-  /// The bytes. Valid until this value is written or destroyed.
+  /// The bytes. Valid until this value is changed or destroyed.
   [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_.read(); }
-  /// The bytes as characters, without a check of their encoding. Valid until this value is written or destroyed.
+  /// The bytes as characters, without a check of their encoding. Valid until this value is changed or destroyed.
   [[nodiscard]] std::string_view text() const noexcept TESSALY_LIFETIMEBOUND { return {toChars(data()), size()}; }
 
   /// Changes the byte at an index. Stops the process if the index is out of range.

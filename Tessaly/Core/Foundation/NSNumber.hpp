@@ -174,7 +174,7 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NSNumber& nu
 
 }  // namespace Tessaly::inline v1
 
-/// Equal values have equal hashes. The kinds may differ.
+/// Equal numbers have equal hashes, even if their kinds differ.
 template <>
 struct std::hash<Tessaly::NSNumber> {
   std::size_t operator()(const Tessaly::NSNumber& number) const noexcept {

@@ -73,7 +73,7 @@ class URL {
   /// The whole URL, percent-encoded.
   [[nodiscard]] const std::string& absoluteString() const noexcept TESSALY_LIFETIMEBOUND { return text_; }
 
-  /// The scheme in its original case. Empty if the text begins with ":".
+  /// The scheme in its original case. An empty text if the URL begins with ":". Absent if the URL has no scheme.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> scheme() const;
   /// The user, percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> user() const;

@@ -57,7 +57,7 @@ class TESSALY_EXPORT URLError final : public Error {
 
   /// The kind of failure.
   [[nodiscard]] Code urlCode() const noexcept { return code_; }
-  /// The number of `urlCode()`.
+  /// The numeric value of `urlCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   /// "NSURLErrorDomain".
   [[nodiscard]] std::string domain() const override;

@@ -48,9 +48,10 @@ class UTType {
   /// MIME type. An unknown MIME type becomes a type whose identifier is the MIME type in lower case.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
   /// The type of a file by its name and contents. They are examined in the order that the Shared MIME-info Database
-  /// recommends. If the patterns that match the name best belong to one type, this type is the result. If they belong
-  /// to several types, the contents choose among these types, or else the first of them is the result. If no pattern
-  /// matches the name, the contents decide alone. At most the first 64 KiB of the contents count.
+  /// recommends. First, the name selects the patterns with the best match. If all these patterns belong to one type,
+  /// this type is the result. If they belong to several types, the contents choose among these types, or else the first
+  /// of them is the result. If no pattern matches the name, the contents decide alone. At most the first 64 KiB of the
+  /// contents count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
   /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.

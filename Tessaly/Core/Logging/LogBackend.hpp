@@ -37,8 +37,8 @@ class TESSALY_EXPORT LogBackend {
   /// Takes one record of an enabled type, or one enabled signpost. An implementation must copy the parts that it keeps.
   /// It must not log anything itself, because that would call `write` again.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits, for at most `limit`, while the backend sends the records that were written before the call to their
-  /// destinations. Returns early if sending fails. The default implementation does nothing.
+  /// Waits, for at most `limit`, until the backend has sent the records that were written before the call. Returns
+  /// early if sending fails. The default implementation does nothing.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
   /// The store of this process's records, or null if the backend has no store. The store must live until the process
   /// ends, because each `OSLogStore` keeps a pointer to it.

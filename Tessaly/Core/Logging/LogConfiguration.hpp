@@ -51,10 +51,10 @@ TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 /// The state of the connection to the journal, and the reason if records do not reach it.
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
-/// Waits, for at most `limit`, while the backend sends the records that were written before the call to their
-/// destinations. Returns early if sending fails. The library itself flushes the system's backend when the process
-/// exits. `fatalError` also flushes it before the abort, unless the store's lock is held. Each of these two flushes
-/// takes at most 1 s.
+/// Waits, for at most `limit`, until the backend has sent the records that were written before the call. Returns early
+/// if sending fails. The library itself flushes the system's backend when the process exits. `fatalError` also flushes
+/// it before the abort, unless a thread holds the lock of the process's record store. Each of these two flushes takes
+/// at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

@@ -63,7 +63,7 @@ struct TESSALY_EXPORT LogRecord {
   /// `LogConfiguration::setPrivateDataShown` is on. The message is always well-formed UTF-8: U+FFFD replaces each
   /// ill-formed sequence of the format and the arguments. Allocates.
   [[nodiscard]] std::string composedMessage() const;
-  /// An upper bound of the number of bytes that `compose` writes if `limit` is large enough.
+  /// An upper bound of the size of the whole composed message in bytes.
   [[nodiscard]] std::size_t composedLengthLimit() const noexcept;
   /// Writes at most `limit` bytes of the composed message, and returns the number of bytes written. If `limit` is at
   /// least 3, a message that was cut ends with "…" and is still well-formed UTF-8.

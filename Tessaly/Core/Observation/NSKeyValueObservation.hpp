@@ -19,7 +19,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A set of the values and records that an observer of a property requests. `|` combines sets.
+/// A set of options for an observer of a property: the values in each change record, and an additional initial record.
+/// `|` combines sets.
 enum class NSKeyValueObservingOptions : std::uint8_t {
   none = 0,
   /// The new value, with each change (and with the initial record).

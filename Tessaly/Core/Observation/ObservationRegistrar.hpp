@@ -18,9 +18,9 @@ namespace Tessaly::inline v1 {
 /// `access`. Its setters must call `withMutation`, or `willSet` and `didSet`.
 ///
 /// Prefer `Property` for an ordinary member. A registrar takes the memory of one pointer until one of its properties is
-/// tracked. Until then, an announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy
-/// constructor that gives the copy a new registrar. The end of a registrar counts as a change of every tracked
-/// property.
+/// tracked. Until then, each call of `willSet` or `didSet` costs one load. A registrar cannot be copied, so a copyable
+/// class needs a copy constructor that gives the copy a new registrar. The destruction of a registrar counts as a
+/// change of every tracked property.
 ///
 /// Thread contract: thread-safe. Only construction and destruction need exclusive access.
 ///

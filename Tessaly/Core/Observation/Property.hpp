@@ -275,7 +275,8 @@ class Property {
   };
 
   Value value_{};
-  /// The point ends before the value does. So the handlers that the end of the point calls can still read the value.
+  /// The point is destroyed before the value. So the handlers that the point's destructor calls can still read the
+  /// value.
   detail::LazyObservationPoint point_;
 };
 

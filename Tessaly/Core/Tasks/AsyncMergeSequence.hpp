@@ -205,7 +205,7 @@ class MergeState {
   bool isOver_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
-/// The failure of a sequence that fails as soon as one of its two bases fails.
+/// The `Failure` type of a sequence that is made from two sequences and fails if either fails.
 template <typename First, typename Second>
 using EitherFailure = std::conditional_t<std::is_same_v<First, Never> || std::is_same_v<First, Second>, Second,
                                          std::conditional_t<std::is_same_v<Second, Never>, First, std::exception_ptr>>;

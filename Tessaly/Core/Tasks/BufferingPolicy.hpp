@@ -48,10 +48,10 @@ enum class YieldResultKind : std::uint8_t {
 template <typename Element>
 struct YieldResult {
   YieldResultKind kind;
-  /// When enqueued: the number of further elements that fit. This number is the whole limit if a consumer took the
-  /// element, and the maximum of the type if the buffer is unbounded.
+  /// If `kind` is `enqueued`: the number of further elements that fit. This number is the whole limit if a consumer
+  /// took the element, and the maximum of the type if the buffer is unbounded.
   std::int64_t remaining = 0;
-  /// When dropped: the new element, or the old one that it replaced.
+  /// If `kind` is `dropped`: the dropped element, which is the new one or the oldest one in the buffer.
   std::optional<Element> element = std::nullopt;
 };
 

@@ -35,7 +35,8 @@ class TESSALY_EXPORT ContinuationState {
   /// Reverts a claim after a failed resumption.
   void unclaim() noexcept { isClaimed_.store(false, std::memory_order_release); }
   void resume() noexcept { suspension_.resume(); }
-  /// Marks the handle as resumed after the body has thrown. The coroutine then continues with the body's exception.
+  /// Called after the body has thrown. Marks the handle as resumed. The coroutine then continues with the body's
+  /// exception.
   void abandon() noexcept { isClaimed_.store(true, std::memory_order_relaxed); }
 
  private:

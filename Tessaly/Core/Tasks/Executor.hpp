@@ -41,8 +41,8 @@ class Job {
   /// serves timers, `run()` passes the job to the global executor instead.
   TESSALY_EXPORT void run() noexcept;
 
-  /// Runs the work without a separate state. Only for executors of the library that have already made a `JobScope` or
-  /// need none.
+  /// Calls the job's function without making the separate state that `run()` makes. Only for executors of the library
+  /// that have already made a `JobScope` or need none.
   void runInScope() noexcept { function_(*this); }
 
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }
@@ -54,7 +54,7 @@ class Job {
   /// The links, for the queue that holds the job.
   Job* next = nullptr;
   Job* previous = nullptr;
-  /// The family with which the job waits, or null.
+  /// The family whose list contains this job, or null.
   JobFamily* family = nullptr;
   /// In a queue with several lists, the number of the list that holds the job. Otherwise -1.
   signed char level = -1;

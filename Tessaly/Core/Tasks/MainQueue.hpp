@@ -31,16 +31,17 @@ class MainQueue {
  public:
   MainQueue() = delete;
 
-  /// Makes the calling thread the main thread. The first call of `adopt()` or `isMainThread()` fixes the main thread,
-  /// even if the library makes that call. Stops the process if another thread is the main thread already.
+  /// Makes the calling thread the main thread. The first call of `adopt()` or `isMainThread()` determines the main
+  /// thread for the rest of the process, even if the library makes that call. Stops the process if another thread is
+  /// the main thread already.
   TESSALY_EXPORT static void adopt() noexcept;
 
   /// Whether the calling thread is the main thread.
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
   /// A descriptor that is readable while work waits (level-triggered). The queue owns the descriptor. The host may only
-  /// poll it. But work that arrives while the main thread sleeps inside `run()` or `syncWait` wakes that thread, and
-  /// does not make the descriptor readable.
+  /// poll it. If the main thread sleeps inside `run()` or `syncWait`, new work wakes the thread and does not make the
+  /// descriptor readable.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
   /// Runs the jobs that wait when the call begins, but not those that arrive meanwhile. Returns the number of jobs that

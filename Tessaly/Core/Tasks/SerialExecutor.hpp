@@ -43,7 +43,8 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   /// If the executor is idle, the running job takes the executor over. Returns whether the executor was idle.
   [[nodiscard]] bool enterIfIdle() noexcept;
 
-  /// Gives up the serial executor that the running job holds. Queues a turn if other jobs wait.
+  /// Gives up the serial executor that the running job holds. If other jobs wait, queues a turn: a job of the global
+  /// executor that runs waiting jobs.
   static void leaveCurrent() noexcept;
 
  private:
@@ -68,13 +69,13 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   std::atomic<std::uintptr_t> word_;
   // Only the thread that holds the executor uses the members below, until it gives up the executor or queues a turn.
   // But any thread may change `references_` and raise `turn_`.
-  /// The jobs that were taken from the word, in order.
+  /// The jobs that were taken from `word_`, in order.
   JobList ready_;
   /// The number of the job that was taken last, and the number of the job that was started last.
   std::uint64_t taken_ = 0;
   std::uint64_t started_ = 0;
-  /// For each level, the number of the last job of that level that was taken. Until that job has started, a job of the
-  /// level waits.
+  /// For each level, the sequence number of the job that was taken last with that level. That job waits while its
+  /// number exceeds `started_`.
   std::array<std::uint64_t, detail::priorityLevelCount> lastOf_{};
   Turn turn_;
   std::atomic<std::uint32_t> references_{1};

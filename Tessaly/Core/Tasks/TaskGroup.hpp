@@ -25,8 +25,8 @@ class GroupChildState;
 ///
 /// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool usually
 /// starts the children of a group in order. The pool usually prefers the group whose children began to wait for a
-/// thread most recently. `GlobalExecutor` names the exceptions. Children may run at the same time. A child may throw.
-/// `next()` and `waitForAll()` pass the exception on.
+/// thread most recently. The comment of `GlobalExecutor` lists the cases in which the pool chooses otherwise. Children
+/// may run at the same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
@@ -66,8 +66,8 @@ class TaskGroup {
     return true;
   }
 
-  /// A call of this overload does not compile, because a child must keep its function and its captures until the work
-  /// has ended.
+  /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A child must
+  /// keep that function and its captures until the work has ended.
   template <typename Result>
   void addTask(Async<Result>) {
     static_assert(false, "a child takes a function, not the Async of a call: write addTask([=] { return work(); })");

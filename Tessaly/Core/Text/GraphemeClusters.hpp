@@ -83,11 +83,13 @@ class TESSALY_NON_OWNING GraphemeClusters : public std::ranges::view_interface<G
 };
 
 /// The last user-perceived character of a text, as a view into the text. Empty for the empty text. Reads only the end
-/// of the text, back to the nearest boundary that the two scalars beside it prove without further context.
+/// of the text, back to the nearest certain boundary. A boundary is certain if the two scalars beside it suffice to
+/// prove it.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;
-/// Does the same for a `std::string`. With this overload, Clang warns about a result that outlives a temporary string.
+/// The last user-perceived character of a `std::string`, as a view into the string. Empty for the empty string. With
+/// this overload, Clang warns about a result that outlives a temporary string.
 [[nodiscard]] std::string_view lastGraphemeCluster(
     const std::same_as<std::string> auto& text TESSALY_LIFETIMEBOUND) noexcept {
   return lastGraphemeCluster(std::string_view(text));

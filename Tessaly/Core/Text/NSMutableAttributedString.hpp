@@ -69,7 +69,7 @@ class TESSALY_EXPORT NSMutableAttributedString {
   void checkRange(NSRange range) const { checkRange(range, length()); }
   static void checkRange(NSRange range, std::int64_t length);
   static SharedAttributes joined(Attributes attributes, const Attributes& added);
-  /// The index of the run that contains a unit, and the location at which the run begins.
+  /// The index of the run that contains the UTF-16 code unit at `location`, and the location at which this run begins.
   [[nodiscard]] std::pair<std::size_t, std::int64_t> runAt(std::int64_t location) const;
   /// Ensures that a run begins at a location, and returns the index of the run. At the end of the text, returns the
   /// number of runs.

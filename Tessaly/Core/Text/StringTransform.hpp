@@ -24,10 +24,10 @@ namespace Tessaly::inline v1::Text {
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformed(std::string_view text, std::string_view identifier);
 
 /// The form of a text for searches. The result always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but
-/// the call takes less time. Absent if the text needs this transform and ICU does not know it. A table gives the result
-/// for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and decomposed Latin. ICU computes the table's
-/// entry for a character at the character's first use. ICU transforms other texts in pieces. A piece reaches from one
-/// space between two words of the same script to the next such space.
+/// the call takes less time. The result is absent if ICU lacks this transform and the text needs ICU. ASCII text never
+/// needs ICU. A table gives the result for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and
+/// decomposed Latin. ICU computes the table's entry for a character at the character's first use. ICU transforms other
+/// texts in pieces. A piece reaches from one space between two words of the same script to the next such space.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformedForSearch(std::string_view text);

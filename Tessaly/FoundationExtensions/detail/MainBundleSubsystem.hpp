@@ -7,7 +7,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// Returns the main bundle's identifier, "." and the subsystem. If the bundle has no identifier, stops the process and
-/// reports `file` and `line` as the source location. Also passes the identifier to `setPlatformLogIdentifier`.
+/// reports `file` and `line` as the source location. Also passes the bundle's identifier to `setPlatformLogIdentifier`.
 [[nodiscard]] std::string mainBundleSubsystem(std::string_view subsystem, std::string_view file, unsigned line);
 
 }  // namespace Tessaly::inline v1::detail

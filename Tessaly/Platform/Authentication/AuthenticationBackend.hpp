@@ -43,7 +43,7 @@ class TESSALY_EXPORT LAContext {
   /// most 2 s for the system's answer.
   virtual bool canEvaluatePolicy(LAPolicy policy, std::exception_ptr& error) = 0;
   /// Asks the user, and calls `reply` once, on any thread, perhaps before this call returns. Does not wait for the
-  /// user. The caller must keep the context alive until the reply.
+  /// user. The caller must keep this object alive until `reply` is called.
   virtual void evaluatePolicy(LAPolicy policy, std::string localizedReason, Reply reply) = 0;
 };
 

@@ -32,7 +32,7 @@ enum class LAFailure : std::uint8_t {
   notAnswering,
   /// The polkit service answered with an error or with a malformed answer, or the request to it could not be sent.
   refused,
-  /// The system cannot guarantee the proof that the policy demands.
+  /// The policy demands a fingerprint or a face, but the system cannot guarantee that kind of proof.
   policyNotSupported,
 };
 
@@ -70,7 +70,7 @@ class TESSALY_EXPORT LAError final : public Error {
   [[nodiscard]] static LAError unknownError();
 
   [[nodiscard]] Code laCode() const noexcept { return code_; }
-  /// The number of `laCode()`.
+  /// The numeric value of `laCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   [[nodiscard]] const UserInfo& userInfo() const noexcept TESSALY_LIFETIMEBOUND { return userInfo_; }
   /// The reason, from "reason" in `userInfo()`. `unknown` if there is no such reason.

@@ -45,7 +45,7 @@ class TESSALY_EXPORT Bookmarks {
   /// The object that a `BookmarksInstallation` has installed, or else the system's object. The library never destroys
   /// the result.
   [[nodiscard]] static Bookmarks& shared() noexcept;
-  /// The system's bookmarks, even while others are installed.
+  /// The system's object, even while another object is installed.
   [[nodiscard]] static Bookmarks& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<Bookmarks>& installed() noexcept;

@@ -94,8 +94,8 @@ class TESSALY_EXPORT FileManager {
   virtual void copyItem(const URL& source, const URL& destination) = 0;
   /// Moves or renames an item. Throws `POSIXError`, for example `EEXIST` if the destination exists. Some volumes, such
   /// as NFS, have no rename that fails if the destination exists. There, the function first checks the destination, and
-  /// then renames the item. A file that another process creates in between is replaced. To another volume, the function
-  /// copies the item like `copyItem`, and then removes the original.
+  /// then renames the item. A file that another process creates in between is replaced. If the destination is on
+  /// another volume, the function copies the item like `copyItem`, and then removes the original.
   virtual void moveItem(const URL& source, const URL& destination) = 0;
   /// Removes a file, a link, or a directory with all its contents. Follows no link.
   virtual void removeItem(const URL& url) = 0;

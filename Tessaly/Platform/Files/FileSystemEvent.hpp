@@ -28,7 +28,8 @@ class FileSystemEvent {
   static const FileSystemEvent write;
   /// The file became longer.
   static const FileSystemEvent extend;
-  /// The owner, the mode or an extended attribute of the file changed, or a program set both its times.
+  /// The owner, the mode or an extended attribute of the file changed, or a program set the file's access and
+  /// modification times together.
   static const FileSystemEvent attrib;
   /// The number of hard links to the file changed.
   static const FileSystemEvent link;

@@ -42,8 +42,8 @@ class TESSALY_EXPORT FileSystemObjectSource {
   /// Ends the notifications. Does not wait for a running call of the event handler. Later calls of `cancel()` do
   /// nothing.
   virtual void cancel() noexcept = 0;
-  /// The kinds of events that the running call of the event handler reports, also kinds that were not requested. Call
-  /// this function only inside the event handler.
+  /// The kinds of the events that led to the running call of the event handler, including kinds that were not
+  /// requested. Call this function only inside the event handler.
   [[nodiscard]] virtual FileSystemEvent data() const noexcept = 0;
 
  protected:

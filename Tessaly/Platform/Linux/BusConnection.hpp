@@ -87,8 +87,8 @@ class BusConnection {
     return BusMessage(message);
   }
 
-  /// Sends the message and waits for the reply, for at most `timeout` microseconds. 0 means `limit`. The maximum value
-  /// means that the wait has no limit.
+  /// Sends the message and waits for the reply, for at most `timeout` microseconds. If `timeout` is 0, the call waits
+  /// for at most `limit`. If `timeout` is `UINT64_MAX`, the call waits without a time limit.
   BusReply call(const BusMessage& message, std::uint64_t timeout = 0) {
     BusReply reply;
     if (message == nullptr || bus_ == nullptr) {

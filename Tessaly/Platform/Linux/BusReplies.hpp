@@ -17,8 +17,9 @@
 /// includes this header has its own copy of the code, and does not export the copy.
 ///
 /// The caller must pass a message that has not been read yet, because each function reads from the message's current
-/// position. libsystemd checks the header only. The body may have any types, may be cut short, and may be malformed.
-/// A function parses only the part that it needs, and returns a `ReplyProblem` if it cannot use that part.
+/// position. libsystemd checks only the header of the message. The body may have any types, may be cut short, and may
+/// be malformed. A function parses only the part that it needs, and returns a `ReplyProblem` if it cannot use that
+/// part.
 ///
 /// Thread contract: thread-compatible.
 namespace Tessaly::inline v1::detail {
@@ -202,8 +203,8 @@ struct PropertyChange {
   std::uint32_t number = 0;
 };
 
-/// Searches a `PropertiesChanged` message for a property that is a number. The first of several values counts. A value
-/// takes precedence over an invalidation.
+/// Searches a `PropertiesChanged` message for a property that is a number. If the message has several values of the
+/// property, the result is the first one. A value takes precedence over an invalidation.
 [[nodiscard]] inline std::expected<PropertyChange, ReplyProblem> readPropertyChange(sd_bus_message* message,
                                                                                     std::string_view interface,
                                                                                     std::string_view property) {

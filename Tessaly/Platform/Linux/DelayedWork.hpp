@@ -44,7 +44,7 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
-  /// Whether a thread will run the work, or will run it once more.
+  /// Whether the work is due and its next run has not begun.
   bool isDue_ TESSALY_GUARDED_BY(lock_) = false;
   bool isRunning_ TESSALY_GUARDED_BY(lock_) = false;
   CallGate calls_;

@@ -43,7 +43,7 @@ class InotifyDirectorySource final : public DirectorySource {
   struct Directory;
   struct Entry {
     FoundFile file;
-    /// Set only if the entry is a directory that is followed.
+    /// Null unless the entry is a subdirectory whose contents belong to the model, too.
     std::unique_ptr<Directory> directory;
   };
   /// A directory of the model.

@@ -97,7 +97,8 @@ class TESSALY_EXPORT JournalLogSink {
   std::atomic<std::uint64_t> lostRecords_{0};
   std::atomic<std::int64_t> sendingSince_{0};  // The start of a send in nanoseconds of the steady clock, or 0.
 
-  /// The number of lost records that have not been reported to the journal yet. Only the thread uses the count.
+  /// The number of lost records that have not been reported to the journal yet. Only the sink's own thread uses the
+  /// count.
   std::uint64_t untoldLosses_ = 0;
 };
 

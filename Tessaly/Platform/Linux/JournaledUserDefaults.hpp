@@ -60,8 +60,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   /// The time from a write to its checkpoint, unless a checkpoint is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// A property list is set aside after it has been malformed, or has not been a regular file, for this time. A store
-  /// that has never read the list waits three times as long.
+  /// If a property list is malformed or not a regular file, a store waits for this time. If the list is still damaged
+  /// then, the store sets it aside. A store that has never read the list waits three times as long.
   static constexpr std::chrono::seconds damageDelay{1};
   /// The time from a write that could not be stored to the next attempt.
   static constexpr std::chrono::seconds retryDelay{1};

@@ -42,7 +42,7 @@ class TESSALY_EXPORT RouteTable {
   struct Outcome {
     /// After an event: routes may have changed, so the caller must clear the routes and read them again.
     bool needsRoutes = false;
-    /// After a dump: the dump has ended.
+    /// Whether the datagram ends a dump. A refusal also ends the dump.
     bool isDone = false;
     /// After a dump: the kernel's tables changed during the dump, so the caller should repeat the dump.
     bool isInterrupted = false;

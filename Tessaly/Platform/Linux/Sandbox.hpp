@@ -15,7 +15,8 @@ namespace Tessaly::inline v1::detail {
 ///
 /// Thread contract: thread-compatible.
 struct Sandbox {
-  /// The identifier of the application, such as "org.example.player". Empty in a sandbox without an application.
+  /// The identifier of the application, such as "org.example.player". Empty if the file that describes the sandbox
+  /// names no application.
   std::string application = {};
 };
 

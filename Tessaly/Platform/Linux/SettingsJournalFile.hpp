@@ -45,7 +45,7 @@ class SettingsJournalFile {
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
   [[nodiscard]] bool hasNews() const noexcept { return size_ != offset_; }
-  /// Whether the path may have another file, or this file may have changed since it was last read.
+  /// Whether the open file may have changed since it was last read, or may no longer be the file at the path.
   [[nodiscard]] bool mayHaveChanged();
 
   /// Opens the file for reading, and for writing if `forWriting` is true and the system permits writing.
@@ -65,7 +65,7 @@ class SettingsJournalFile {
   /// first byte on. So `known` includes the header.
   void follow(const JournalHeader& header, std::string_view known);
   /// The bytes behind `offset()`, which are valid until the next call of `news`. Fails with `overwritten` if the file
-  /// is shorter than `offset()`, or if the last bytes before the news have changed.
+  /// is shorter than `offset()`, or if it has new bytes but the last bytes before `offset()` have changed.
   [[nodiscard]] StoreResult<std::string_view> news();
   /// Marks the first `count` bytes of the last `news()` as read. The caller must call this at most once for each call
   /// of `news`.
@@ -110,8 +110,8 @@ class SettingsJournalFile {
   std::uint64_t size_ = 0;
   std::uint64_t reserved_ = 0;
   std::int64_t modified_ = 0;
-  /// A copy of the last bytes before the offset. If they differ from the bytes in the file, another program has
-  /// overwritten the file.
+  /// A copy of the bytes directly before `offset_`, at most 16. If they differ from the bytes in the file, another
+  /// program has overwritten the file.
   std::string tail_;
   std::string buffer_;
   bool isWritable_ = false;

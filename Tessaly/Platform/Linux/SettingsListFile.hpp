@@ -51,8 +51,8 @@ class SettingsListFile {
   /// left more than a minute ago.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
-  /// Puts the written file in place. Returns true if the two files were exchanged and the replaced file was not the
-  /// expected one. In this case the replaced file stands at `written.path`.
+  /// Puts the written file in place. Returns true if the written file was exchanged with the present file, and the
+  /// present file was not the expected one. In this case the replaced file stands at `written.path`.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
   /// Waits until the entries of the store's directory, and those of `targetDirectory()`, are on the disk.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
@@ -62,8 +62,8 @@ class SettingsListFile {
   /// Sets the present file aside if it is damaged. If the path leads to something other than a regular file, moves only
   /// the entry at the path, such as a link. Returns the new path, or an empty text if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
-  /// Sets aside the replaced file at `written.path` after `put` has returned true. Does not check whether that file is
-  /// damaged. Returns the new path.
+  /// Sets aside the replaced file at `written.path`. The caller may call this function only after `put` has returned
+  /// true. Does not check whether that file is damaged. Returns the new path.
   [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;
 
  private:

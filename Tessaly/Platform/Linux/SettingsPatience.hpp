@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The total time for which one operation may wait for other processes. The store's clock measures the time, and the
-/// thread sleeps between two attempts.
+/// The total time for which one operation may wait for other processes. The store's clock measures the time. The
+/// operation calls `wait` between two attempts, and `wait` sleeps.
 ///
 /// Thread contract: thread-compatible.
 class SettingsPatience {

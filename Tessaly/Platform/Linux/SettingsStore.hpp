@@ -75,9 +75,9 @@ class SettingsStore {
     /// Whether the journal has become so large that the writer must pause.
     bool isOverdue = false;
   };
-  /// Writes the edits that change a value as one record, or keeps all edits in memory if the write fails. Refuses all
-  /// edits if one record cannot hold them. Returns the changes of which the caller must notify this process's
-  /// observers.
+  /// Writes one record with all edits that change a stored value. If the write fails, keeps all edits in memory.
+  /// Refuses all edits if one record cannot hold them. Returns the changes of which the caller must notify this
+  /// process's observers.
   Write write(std::span<Edit> edits);
   /// Reads the records of other processes, and stores the values that could not be stored before.
   StoreResult<> catchUp(SettingsPatience& patience);
@@ -108,11 +108,11 @@ class SettingsStore {
     Standing standing;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
-  /// Reads the new records, stores the pending values and examines the property list. Then makes the journal the old
-  /// journal, if it has changes and there is no old journal yet.
+  /// Reads the new records, stores the pending values and examines the property list. Then, if the journal has changes
+  /// and no old journal exists, renames the journal to the old journal's name and begins a new journal.
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
-  /// The values at the beginning of the journal. The caller should pass them to `keepSnapshot` afterwards, which makes
-  /// the next checkpoint cheaper.
+  /// The values of all keys when the present journal began. When the caller has used them, it should pass them to
+  /// `keepSnapshot`, so that the next checkpoint costs less.
   [[nodiscard]] SettingsValues::Snapshot takeSnapshot();
   void keepSnapshot(SettingsValues::Snapshot snapshot);
   [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
@@ -145,8 +145,8 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether a restoration record in the new journal says how much of the former journal the record's writer had
-    /// read. If so, the next two members say how much.
+    /// Whether the new journal has a restoration record for the former journal. The next two members then say how much
+    /// of the former journal the writer of that record had read.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
@@ -241,8 +241,8 @@ class SettingsStore {
   /// removed.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
-  /// Whether the journal that was followed last was already overwritten when a new journal took its place. If so, the
-  /// maker of the new journal has perhaps not read the former journal.
+  /// Whether the former journal was overwritten before a new journal replaced it. If so, the process that made the new
+  /// journal may not know all records of the former journal.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
   /// The nonce of the journal with which this process last replaced another one.
   std::uint64_t restoredNonce_ TESSALY_GUARDED_BY(lock_) = 0;

@@ -11,9 +11,9 @@ namespace Tessaly::inline v1 {
 /// A sink that writes each record to standard error, as a line such as
 /// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
 ///
-/// The sink writes each record with one system call, and makes further calls only after a partial or interrupted call.
-/// Further lines of a message are indented. If a write fails, the rest of the record is dropped. A write to a pipe
-/// without a reader does not end the process.
+/// The sink writes each record with one call of `write`. It calls `write` again only after a partial or interrupted
+/// write. Further lines of a message are indented. If a write fails, the rest of the record is dropped. A write to a
+/// pipe without a reader does not end the process.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -85,7 +85,7 @@ class NWPath {
 
   [[nodiscard]] constexpr Status status() const noexcept { return parts_.status; }
   /// Whether the connection is metered, such as the shared connection of a telephone. Its traffic may cost the user
-  /// money. The source may only guess that the connection is metered.
+  /// money. The result can be a guess of the source.
   [[nodiscard]] constexpr bool isExpensive() const noexcept { return parts_.isExpensive; }
   [[nodiscard]] constexpr StatusSource statusSource() const noexcept { return parts_.statusSource; }
   [[nodiscard]] constexpr ExpenseSource expenseSource() const noexcept { return parts_.expenseSource; }

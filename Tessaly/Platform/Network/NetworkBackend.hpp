@@ -58,11 +58,12 @@ class TESSALY_EXPORT NetworkBackend {
   enum class Telling : std::uint8_t {
     /// Monitors are notified even if the path equals the previous one.
     always,
-    /// Monitors are notified only if the status or the expense changed.
+    /// Monitors are notified only if `status()` or `isExpensive()` of the path changed.
     ofChanges,
   };
-  /// Computes the new path with `change`, which receives the present path. Notifies the monitors on the occasions that
-  /// `telling` names. `change` is called under the backend's lock, so it must not call the backend or a monitor.
+  /// Computes the new path with `change`, which receives the present path. Then notifies the monitors. With
+  /// `Telling::ofChanges`, notifies them only if `status()` or `isExpensive()` of the path changed. `change` is called
+  /// under the backend's lock, so it must not call the backend or a monitor.
   void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
 
  private:

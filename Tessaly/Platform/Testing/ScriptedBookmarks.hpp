@@ -22,8 +22,8 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
  public:
   ~ScriptedBookmarks() override;
 
-  /// Adds a scripted file. The new file replaces a scripted file with the same path. Data of the replaced file no
-  /// longer resolves.
+  /// Adds a scripted file. The new file replaces a scripted file with the same path. Bookmark data of the replaced file
+  /// no longer resolves.
   void add(const URL& url);
   /// Moves a scripted file. Replaces a scripted file at the destination. Does nothing if no scripted file is at `from`.
   void move(const URL& from, const URL& to);
@@ -42,7 +42,7 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
   std::vector<BookmarkResolutionOptions> resolutions;
 
  private:
-  /// The number that identifies each file, by the file's path.
+  /// Maps each file's path to the number that identifies the file.
   std::map<std::string, int> files_;
   int lastNumber_ = 0;
 };

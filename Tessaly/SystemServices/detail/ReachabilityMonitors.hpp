@@ -36,7 +36,7 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   [[nodiscard]] bool isOnline() const;
   [[nodiscard]] bool isExpensive() const;
 
-  /// Updates the state to a path. A call outside the main thread stops the process.
+  /// Updates the state from the path and the setting. A call outside the main thread stops the process.
   void update(const NWPath& path);
 
  private:

@@ -12,8 +12,9 @@ namespace Tessaly::inline v1::detail {
 
 /// Parses dates that are written in the formats of a locale.
 ///
-/// With `Parsing::strict`, `read` accepts the forms that a formatter of the given shape writes. Because `read` then
-/// ignores differences in white space, the caller must check that the formatter writes exactly this text.
+/// With `Parsing::strict`, `read` accepts the forms that a formatter of the given shape writes. `read` then ignores
+/// differences in white space. So the caller must format each returned date and check that the result equals the parsed
+/// text.
 ///
 /// Thread contract: thread-compatible.
 class DateReader {

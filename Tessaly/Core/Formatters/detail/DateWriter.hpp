@@ -55,8 +55,8 @@ struct DateWriter {
   /// write another text for the result than the parsed text.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
-  /// Appends a date, which is given in milliseconds of local time since 1970. `writes` must be true for the date in
-  /// UTC.
+  /// Appends a date, which is given in milliseconds of local time since 1970. `writes()` must return true for the UTC
+  /// milliseconds of this date.
   void append(std::string& text, std::int64_t localMilliseconds) const {
     const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(localMilliseconds)};
     const auto days = std::chrono::floor<std::chrono::days>(time);

@@ -102,8 +102,8 @@ struct DecimalWriter {
   }
 
  private:
-  /// Rounds to this number of digits. Returns false if ICU must round. A carry out of the first digit makes the number
-  /// one digit longer.
+  /// Rounds to the first `kept` digits. Returns false if the caller must leave the number to ICU. A carry out of the
+  /// first digit adds a digit before it.
   bool round(Decimals& decimals, int kept) const noexcept {
     if (kept >= decimals.count) return true;
     if (rounding == Rounding::other) return false;

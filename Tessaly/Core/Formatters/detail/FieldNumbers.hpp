@@ -43,8 +43,9 @@ class FieldEditing::Numbers {
   [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
   [[nodiscard]] bool allowsSign(bool isNegative) const;
   [[nodiscard]] Outcome settle(const std::string& text) const;
-  /// Returns `outcome` if the field can show exactly this number. Otherwise returns the outcome with the nearest number
-  /// that the field can show. If that nearest number is beyond the range, returns the outcome with the bound instead.
+  /// Returns `outcome` if the field can show exactly this number. Otherwise returns an outcome whose object is the
+  /// nearest number that the field can show. If that nearest number is beyond the range, the object is the bound
+  /// instead.
   [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
   /// Returns the outcome for a number beyond the range. Its object is the bound that the number crosses. `text` is the
   /// formatter's text of this bound, and may be rounded. If the formatter has a range, the object therefore comes from

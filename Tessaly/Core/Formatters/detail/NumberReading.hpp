@@ -19,7 +19,7 @@ enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 /// the text is not a number.
 ///
 /// The label of a shape is its currency, its unit or its percent sign. The text may have the label in any width, or no
-/// label. `label` describes the match. If `label` is `other`, `values` is empty.
+/// label. `label` says how the text around the number matches this label. If `label` is `other`, `values` is empty.
 struct NumberReading {
   LabelMatch label = LabelMatch::other;
   std::vector<double> values;

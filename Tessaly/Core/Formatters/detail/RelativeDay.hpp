@@ -14,8 +14,8 @@ namespace Tessaly::inline v1::detail {
 
 enum class WordPlace : std::uint8_t { list = 0, standalone = 1 };
 
-/// Whether a locale begins its words for days with a capital letter in this place. `list` is a list or menu of a user
-/// interface. `standalone` is a place without a sentence around the word.
+/// Whether a locale begins words such as "today" with a capital letter in this place. `list` is a list or menu of a
+/// user interface. `standalone` is a place without a sentence around the word.
 [[nodiscard]] bool capitalisesWordsForDays(const std::string& locale, WordPlace place);
 
 /// The pattern that joins a date and a time. `style` is ICU's style of the date. {1} stands for the date, and {0}

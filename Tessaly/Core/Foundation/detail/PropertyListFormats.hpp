@@ -14,8 +14,8 @@ namespace Tessaly::inline v1::detail {
 /// bytes. `writeXMLPropertyList` throws it if XML cannot represent the value, or if the XML would exceed 4 GiB.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
-/// Writes a dictionary as a property list. The writer does not compare the keys of this dictionary with the other texts
-/// to find duplicates. This omission saves a third of the time for a large dictionary.
+/// Writes a dictionary as a property list. The binary format can store equal texts once. The writer does not search for
+/// equal texts among the keys of this dictionary, which saves a third of the time for a large one.
 [[nodiscard]] TESSALY_EXPORT Data::Bytes writeBinaryPropertyList(const PropertyList::Dictionary& root);
 [[nodiscard]] PropertyList readXMLPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeXMLPropertyList(const PropertyList& value);

@@ -18,7 +18,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT AsymmetricFence {
  public:
-  /// Whether the frequent side may use plain stores. Registers the process with the kernel at the first call.
+  /// Whether the cheap side may call `publish<true>`, which is a plain store. Registers the process with the kernel at
+  /// the first call.
   [[nodiscard]] static bool isAvailable() noexcept;
   /// The expensive side: executes a fence in every running thread of the process. The caller must store its flag before
   /// the call, and load the other flag after it. If `isAvailable()` is false, only this thread executes a fence. Stops

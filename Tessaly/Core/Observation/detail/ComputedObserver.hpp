@@ -27,8 +27,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
  public:
-  /// Makes the first step. The creator of the observer must call `start` exactly once. An exception of the function
-  /// ends the observer and reaches the caller.
+  /// Makes the first step. The creator of the observer must call `start` exactly once. If `step()` throws during this
+  /// call, the observer ends and the caller receives the exception.
   void start();
   /// Ends the observer. No step begins afterwards, but a step may still be running.
   void cancel() noexcept override;
@@ -64,7 +64,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   /// Passes on the changes of one point.
   class Link;
 
-  /// Marks a list as the list of the running function, for a scope.
+  /// Makes `reading_` point to the list of the running function's reads. The destructor restores the earlier pointer.
   class Reading {
    public:
     Reading(ComputedObserver& observer, const AccessList& accesses) noexcept
@@ -95,14 +95,15 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   void deregister() noexcept;
   void finish() noexcept;
 
-  /// A futex. It contains the thread that is in a step (0 without one) and three flags: a change came during the step,
-  /// the observer has ended, and a thread waits for the end of the step.
+  /// A futex. The word contains the identifier of the thread that is in a step, or 0 if no thread is in a step. Three
+  /// flags say that a change came during the step, that the observer has ended, and that a thread waits for the step's
+  /// end.
   std::atomic<std::uint32_t> state_{0};
   // Only the thread that is in a step uses the members below.
   bool isTracking_ = false;
   /// The list of the running function's reads.
   const AccessList* reading_ = nullptr;
-  /// The points that the function has read. The links hold the references to these points.
+  /// The points that the function has read. The elements of `links_` hold the references to these points.
   std::vector<Access> accesses_;
   std::vector<Retained<Link>> links_;
 };

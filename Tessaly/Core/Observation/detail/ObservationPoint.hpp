@@ -52,7 +52,7 @@ class TESSALY_EXPORT ObservationPoint {
   }
   /// Like `retain`, but takes the reference from the thread's stock of references if the stock belongs to this point.
   /// So a thread that tracks a point again after each change needs no atomic operation. A thread releases its stock
-  /// when it ends the point, calls the trackings of another point, or exits.
+  /// when it destroys the point's property, begins a stock for another point, or exits.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
@@ -93,8 +93,8 @@ class TESSALY_EXPORT ObservationPoint {
   bool unlink(Registration& registration) noexcept;
 
   /// Registers an observer that read the point at `version`. If a change is running, the thread that ends the change
-  /// calls the observer. Returns true if the version has changed since the read and no change that `willChange`
-  /// announced is running. Then the caller must call the observer.
+  /// calls the observer. Returns true if the version has changed since the read, unless a change announced by
+  /// `willChange` is still running. Then the caller must call the observer.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;
@@ -124,9 +124,9 @@ class TESSALY_EXPORT ObservationPoint {
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
   /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.
   void notifyShared(ObserverList& list, PointObserver& observer, const AccessList* accesses) noexcept;
-  /// Completes a call of the observer, and discards its captures if `remove` has left that to this thread. Returns true
-  /// if no other call of the observer is running and another thread has made a change during the call. Then the
-  /// observer needs one more call.
+  /// Completes a call of the observer. Discards the observer's captures if `remove` has left that to this thread.
+  /// Returns true if no other call of the observer is running and another thread has made a change during the call.
+  /// Then the observer needs one more call.
   [[nodiscard]] bool settle(ObserverList& list, PointObserver& observer) noexcept;
   void discard(PointObserver& observer) noexcept;
   void endTurn(ObserverList& list) noexcept;

@@ -45,7 +45,8 @@ class ObserverList {
   [[nodiscard]] bool hasTurns() const noexcept { return turns_ > 0; }
   /// Appends an observer and adds a reference to it.
   void add(PointObserver& observer);
-  /// Removes an observer. The list must have no turns. The caller then owns the list's reference to the observer.
+  /// Removes an observer. Call this function only while `hasTurns()` is false. The caller takes over the reference that
+  /// the list held to the observer.
   void remove(PointObserver& observer) noexcept;
   /// Records that an observation has ended. When no turn remains, `endTurn` removes the observers that have ended.
   void removeLater() noexcept { hasEndedOnes_ = true; }
@@ -59,8 +60,8 @@ class ObserverList {
     ++turns_;
     return {this, slots_, count_, isShared(), isAsymmetric_};
   }
-  /// Makes every thread with a turn take the lock before and after each later call of an observer. Then `callerOf` is
-  /// exact for all observers. `thread` is the calling thread.
+  /// Shares the turns: until no turn remains, every thread takes the point's lock before and after each later call of
+  /// an observer. Then `callerOf` is exact for all observers. `thread` is the calling thread.
   void share(std::uint32_t thread) noexcept;
   /// Ends a turn. If no other turn remains, removes the ended observers from the list and returns them, linked by
   /// `next_`. The caller then owns the list's references to them. Returns null if other turns remain or no observer has
@@ -97,7 +98,7 @@ class ObserverList {
   bool hasEndedOnes_ = false;
   const bool isAsymmetric_;
   std::uint32_t turns_ = 0;
-  /// The thread that took the first of the turns.
+  /// While there are turns: the thread that took the first of them.
   std::uint32_t holder_ = 0;
   std::uint32_t count_ = 0;
   std::uint32_t live_ = 0;

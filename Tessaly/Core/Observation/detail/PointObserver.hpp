@@ -60,8 +60,9 @@ class TESSALY_EXPORT PointObserver : public Observer {
   ~PointObserver() override;
 
   /// Registers with the point of the access, and takes over the reference that the access holds on the point. An
-  /// observer must be registered only once. Returns true if the point has changed since the read and no change that
-  /// `willChange` announced is running. Then the caller must call the observer.
+  /// observer must be registered only once. Returns true if the caller must call the observer, because the point has
+  /// changed since the access. Returns false while a change announced by `willChange` is running. The end of that
+  /// change calls the observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// Registers like `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
@@ -91,11 +92,10 @@ class TESSALY_EXPORT PointObserver : public Observer {
   std::atomic<std::uint32_t> discarding_{settled};
   // The point's lock guards the members below, except `isCalled_`.
   std::uint32_t index_ = 0;
-  /// The thread that is calling the observer, if the call began while the turns of the `ObserverList` were shared.
-  /// Otherwise 0.
+  /// The thread that is calling the observer, if `ObserverList::isShared()` was true when the call began. Otherwise 0.
   std::uint32_t caller_ = 0;
-  /// Whether the observer is in a call that began while the turns were not shared. Only the calling thread writes this
-  /// flag.
+  /// Whether a thread is in a call of the observer that began while the turns of the `ObserverList` were not shared.
+  /// Only the calling thread writes this flag.
   std::atomic<bool> isCalled_{false};
   bool hasEnded_ = false;
   bool hasMissedOne_ = false;

@@ -47,8 +47,8 @@ class TESSALY_EXPORT Tracking {
     if (claim()) finish(Finish::calling);
   }
   /// Like `fire`, for a point that has removed a registration of this tracking. The caller must disable the recording
-  /// of reads on this thread during the call (`WithoutTracking`). If the tracking has only one registration, no
-  /// registration is left to remove.
+  /// of reads on this thread during the call (`WithoutTracking`). If the tracking has more than one registration, this
+  /// function removes the others.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);

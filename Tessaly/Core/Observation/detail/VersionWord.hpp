@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// an observer must be called.
 ///
 /// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
-/// only at its end. A reader of the old value either enters a list before that end, or finds another version when it
-/// registers.
+/// only at its end. If a reader of the old value registers before that end, the announcement reaches the reader. If the
+/// reader registers later, it finds a different version.
 ///
 /// While a thread holds the lock, no other thread writes the word, so releasing the lock is a plain store. A waiting
 /// thread is not woken. It tries again after each of 100 processor pauses, and then every 50 µs. The lock is held while

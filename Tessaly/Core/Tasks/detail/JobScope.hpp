@@ -34,8 +34,8 @@ class JobScope {
 
  private:
   RunningJob& running_;
-  /// The state of the job below, as bytes. The compiler would copy a structure member by member, with twice the
-  /// instructions.
+  /// The state of the job that is below this job on the stack, as bytes. The compiler would copy a structure member by
+  /// member, with twice the instructions.
   alignas(RunningJob) std::array<std::byte, sizeof(RunningJob)> outer_;
 };
 

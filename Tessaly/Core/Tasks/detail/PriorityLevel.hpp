@@ -18,7 +18,7 @@ constexpr unsigned levelOf(TaskPriority priority) noexcept {
   return priority >= TaskPriority::low ? 1 : 0;
 }
 
-/// The priority of a level.
+/// The priority that stands for a level: from `background` for 0 to `high` for 3.
 constexpr TaskPriority priorityOf(unsigned level) noexcept {
   constexpr std::array<TaskPriority, priorityLevelCount> priorities{TaskPriority::background, TaskPriority::low,
                                                                     TaskPriority::medium, TaskPriority::high};

@@ -14,9 +14,9 @@
 namespace Tessaly::inline v1::detail {
 
 /// The two threads that wait for timers and descriptors, started on first need. To serve an event, a thread only calls
-/// the functions of due timers or enqueues jobs. The only host code that the thread runs for this is `enqueue` of a
-/// host's executor. A thread that has served events may then run jobs of the pool in the place of a sleeping thread
-/// (see `EventThread`). The other thread of the reactor waits for events meanwhile.
+/// the functions of due timers or enqueues jobs. For this, the thread may run host code: `enqueue` of a host's
+/// executor, or the function of a host's `ClockTimer`. After it has served events, the thread may run jobs of the pool
+/// while a thread of the pool sleeps (see `EventThread`). The other thread of the reactor waits for events meanwhile.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {

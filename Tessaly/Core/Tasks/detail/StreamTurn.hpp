@@ -11,11 +11,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The number of further elements that consumers take without a wait before this thread checks for the end of the turn.
+/// The number of elements that are left until this thread checks whether its turn is over. Only elements that consumers
+/// take without a wait count.
 TESSALY_EXPORT extern __thread std::uint32_t elementsLeft [[gnu::tls_model("initial-exec")]];
 
-/// Begins to count anew. If the thread's previous turn ended at least 1 ms ago, ends the current turn and returns true.
-/// Otherwise the current turn goes on.
+/// Resets `elementsLeft` to 256. If the thread's previous turn ended at least 1 ms ago, ends the current turn and
+/// returns true. Otherwise the current turn goes on.
 [[nodiscard]] TESSALY_EXPORT bool endTurnIfLong() noexcept;
 
 /// Counts an element that was taken without a wait. Returns true if the turn ends with this element. A turn has at

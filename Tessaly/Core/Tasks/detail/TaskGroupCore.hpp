@@ -54,8 +54,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
   /// current task. The current task must be suspended already.
   [[nodiscard]] bool waitForChildren() noexcept;
-  /// Marks the children that were not collected, and all later children, as cancelled. Appends the newly marked
-  /// children to `cancelled`, in the reverse of the order in which they were added.
+  /// Marks the children that were not moved to `ready_` yet, and all later children, as cancelled. Appends the newly
+  /// marked children to `cancelled`, in the reverse of the order in which they were added.
   void markCancelled(TaskList& cancelled) noexcept;
   void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
@@ -85,13 +85,13 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
    private:
     TaskGroupCore& group_;
     TaskRecord* child_ = nullptr;
-    /// Null if there was no wait.
+    /// The task that awaits a child. Null until `await_suspend` is called.
     TaskRecord* waitingTask_ = nullptr;
   };
 
  private:
-  /// Takes the child that ended first among those that were not taken. Passes the group's reference to the caller.
-  /// Returns null if no such child has ended yet.
+  /// Takes the child that ended first among those that were not taken. The caller takes over the group's reference to
+  /// this child. Returns null if no such child has ended yet.
   TaskRecord* takeEnded() noexcept {
     TaskGroupLink* first = ready_.load(std::memory_order_relaxed);
     if (first == nullptr) {
@@ -104,11 +104,12 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
     return first->record;
   }
   void collectEnded() noexcept;
-  /// Suspends the task until a child ends. Returns false if a child has ended meanwhile.
+  /// Registers a suspended task, so that the next child that ends schedules the task. Returns false if an ended child
+  /// can already be taken. Then the task must continue.
   bool wait(TaskRecord& task) noexcept;
   void endWait(TaskRecord& task) noexcept;
-  /// Registers the task, so that the next child that ends schedules the task. Returns false if a child has ended
-  /// meanwhile.
+  /// Registers the task, so that the next child that ends schedules the task. Returns false, and does not register the
+  /// task, if an ended child was not collected yet.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
   /// Moves the added children from `added_` to `listed_`.
@@ -124,10 +125,11 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   UnfairLock lock_;
   /// The children that were moved from `added_` and were not collected yet, the oldest first.
   LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
-  /// The group's jobs in the queue of the global executor: new children, and the waiting task after a child has ended.
+  /// The group's jobs in the queue of the global executor: children that have not started, and the task whose wait for
+  /// a child has ended.
   JobFamily waiting_;
-  /// The number of children that were not collected. The number increases before a child is added, and decreases after
-  /// the child is in `ready_`.
+  /// The number of children that were added and not yet moved to `ready_`. The number increases before a child is
+  /// added, and decreases after the child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
   /// The ended children that were not collected. The child that ended last comes first. While a task waits, the word
   /// holds that task's address and one set bit.
@@ -138,7 +140,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   std::atomic<bool> isAwaited_{false};
   std::atomic<bool> isCancelled_{false};
   /// No child is below this priority. This minimum rises with the priority of the waiting parent. A wait searches for
-  /// children below its priority only if it raises the minimum.
+  /// children below the new minimum only if the wait raises the minimum.
   std::atomic<TaskPriority> lowest_{};
   /// The lowest priority with which a child was added.
   std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};

@@ -31,9 +31,9 @@ using TaskList = std::vector<Retained<TaskRecord>>;
 /// of the waiting task.
 class AwaitedWork {
  public:
-  /// Adds the tasks below the given priority to the list. Children that are added to a group later start at least at
-  /// that priority. Called with the lock of the waiting task held, so that the waiting task does not leave the wait
-  /// meanwhile.
+  /// Adds the awaited tasks whose priority is below `priority` to `tasks`. Children that are added to a group later
+  /// start at least at that priority. Called with the lock of the waiting task held, so that the waiting task does not
+  /// leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -141,9 +141,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
     executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
   }
 
-  /// Enqueues this task, which must be ready to continue. The running job must be about to end. Either this task is the
-  /// job's own and yields, or the job's own task has ended and this task has been waiting for that. A thread of the
-  /// pool queues this task and takes the next job under one lock.
+  /// Enqueues this task, which must be ready to continue. The running job must be about to end. The job runs either
+  /// this task, which yields, or another task, which has ended and for which this task has waited. A thread of the pool
+  /// acquires the pool's lock at most once, both to queue this task and to take the next job.
   void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
@@ -189,7 +189,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
   }
 
   /// Adds a waiter. The completion of this task schedules the waiter's suspended task. Returns false if this task is
-  /// done already. If the result is true, the waiter may already be gone.
+  /// done already. If the result is true, the waiting task may already have continued and destroyed the waiter.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
   /// Raises the priority of the task and of the tasks that it waits for.
@@ -207,7 +207,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// The executor of the task's present isolation. Null means the global executor.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
   /// Changes the executor, but does not enqueue the task. Only the task itself may call this function. The previous
-  /// executor may be destroyed afterwards: a raise that still needs that executor has a reference of its own.
+  /// executor may be destroyed afterwards. If another thread raises the task's priority meanwhile, that thread holds
+  /// its own reference to the previous executor.
   void setExecutor(Executor* executor) noexcept {
     if (this->executor() == nullptr) {
       executor_.store(executor, std::memory_order_release);
@@ -250,16 +251,17 @@ class TESSALY_EXPORT TaskRecord : public Job {
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
   /// Takes over the result from the coroutine, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// Marks this task as done, schedules the tasks that wait for it, and releases the reference of the running task.
-  /// Called after `finish()`. The record may be gone when the call returns. An override notifies a waiting thread or a
-  /// task group instead. A task with an override is never marked as done.
+  /// Marks this task as done, schedules the tasks that wait for it, and releases the reference that kept this record
+  /// alive during the run. Called after `finish()`. The record may be gone when the call returns. An override notifies
+  /// a waiting thread or a task group instead. A task with an override is never marked as done.
   virtual void didComplete() noexcept;
 
  private:
   // The bits of `word_` below the pointer to the newest waiter.
   static constexpr std::uintptr_t cancelledBit = 1;
   static constexpr std::uintptr_t doneBit = 2;
-  /// Set while a raise holds the lock and uses the task's executor and its awaited tasks.
+  /// Set while a thread that raises the task's priority holds the lock. Meanwhile that thread uses the task's executor
+  /// and awaited tasks.
   static constexpr std::uintptr_t raiseBit = 4;
   static constexpr std::uintptr_t wordBits = 7;
 
@@ -270,15 +272,15 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// alive, and must later call the handlers of the added tasks.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
-  /// Called after this task has replaced `executor_` or `awaited_`. Waits for a raise that may have seen the old
-  /// pointer. Either the raise sees the new pointer, or this thread sees the raise.
+  /// Called after this task has replaced `executor_` or `awaited_`. If a raise may have seen the old pointer, waits
+  /// until that raise has ended. Either the raise sees the new pointer, or this thread sees the raise.
   void waitForRaise() noexcept {
     if ((word_.load(std::memory_order_seq_cst) & raiseBit) != 0) [[unlikely]]
       passLock();
   }
   void passLock() noexcept;
   void complete() noexcept;
-  /// Schedules the waiting tasks in the order of their waits.
+  /// Schedules the waiting tasks in the order in which they began to wait.
   static void resumeWaiters(std::uintptr_t word) noexcept;
   /// Registers this task, so that the next group child that ends schedules this task. Returns false if no group child
   /// is left.

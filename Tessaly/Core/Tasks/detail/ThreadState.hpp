@@ -48,8 +48,8 @@ struct RunningJob {
   bool isAboveSerialJob;
 };
 
-/// The runtime's state of a thread. One small block in static thread-local storage, so reading a member takes one
-/// instruction.
+/// The state of one thread in the task runtime. One small block in static thread-local storage, so reading a member
+/// takes one instruction.
 struct ThreadState : RunningJob {
   /// Whether the thread runs jobs of the global pool now. Also true for an event thread while it helps the pool.
   bool isPoolWorker;
@@ -57,9 +57,10 @@ struct ThreadState : RunningJob {
   bool isBlockingThread;
   /// Whether the thread serves timers and descriptors now. Jobs do not run on it meanwhile.
   bool servesTimers;
-  /// Whether the thread that serves timers is handing a job to the global executor.
+  /// Whether this thread is passing a job to the global executor, because the thread serves timers and cannot run the
+  /// job.
   bool isForwarding;
-  /// The number of nested destructions of coroutine frames on the stack.
+  /// The number of nested destructions of coroutine frames that this thread is executing.
   std::uint32_t frameDepth;
   /// The coroutine frames that the outermost destruction destroys at its end. Null if there are none.
   DeferredFrames* deferredFrames;
@@ -68,8 +69,9 @@ struct ThreadState : RunningJob {
 
   struct FrameList {
     void* first;
-    /// The number of further free frames that the thread may keep in this list. Also 0 until the thread has registered
-    /// its exit function. When the thread ends, this function moves the frames to the common lists, or frees them.
+    /// The number of further free frames that the thread may keep in this list. The number stays 0 until the thread has
+    /// registered its exit function. When the thread ends, this function moves the frames to the common lists, or frees
+    /// them.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

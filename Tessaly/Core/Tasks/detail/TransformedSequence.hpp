@@ -24,8 +24,8 @@ struct Ready {
   T await_resume() { return std::move(value); }
 };
 
-/// Moves the element into a call of the transform, which returns a value or an `Async`. Awaiting the result gives the
-/// value. The caller must keep the element alive until then.
+/// Moves the element into a call of the transform, which returns a value or an `Async`. In both cases, this function
+/// returns an awaitable for the value. The caller must keep the element alive until the awaitable has given the value.
 template <typename Transform, typename Element>
 [[nodiscard]] auto applyTransform(Transform& transform, Element& element) {
   using Result = std::invoke_result_t<Transform&, Element>;

@@ -47,7 +47,8 @@ class CharacterProperties {
   std::uint8_t bits_;
 };
 
-/// Whether there is a boundary between two neighbouring scalars, or what else the answer depends on.
+/// Whether there is a boundary between two neighbouring scalars. The last three values mean that the answer also
+/// depends on earlier scalars.
 enum class Joint : std::uint8_t { breaks, joins, dependsOnFlags, dependsOnPictographs, dependsOnConjuncts };
 
 constexpr Joint jointOf(CharacterClass before, CharacterClass after) noexcept {

@@ -31,8 +31,8 @@ class TESSALY_EXPORT ForwardEdit {
   ForwardEdit& operator=(const ForwardEdit&) = delete;
   ~ForwardEdit();
 
-  /// Replaces a range with a text that must not be longer than the range. The range must begin at or behind the end of
-  /// the previously changed range.
+  /// Replaces a range with a text that must not be longer than the range. The range must begin at or after the end of
+  /// all earlier changes.
   void replaceCharacters(NSRange range, std::u16string_view text);
   /// Adds attributes to a range. The range must begin where the previously replaced range begins. The range must end at
   /// or before the beginning of the next range to be replaced.

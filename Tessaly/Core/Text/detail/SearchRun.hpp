@@ -24,15 +24,16 @@ struct SearchCut {
   std::size_t result = 0;
 };
 
-/// The properties of the scalars before a place that can change the result of the text after that place.
+/// A summary of the scalars before a place in the text. The result of the text after that place may depend on this
+/// summary.
 struct SearchContext {
   SearchKind beforeLast = SearchKind::plain;
   SearchKind last = SearchKind::plain;
   char32_t lastScalar = 0;
   SearchKind lastLetter = SearchKind::plain;
 
-  /// Whether the result of the scalar before the last scalar ends in a Latin letter, and whether the result of the last
-  /// scalar does.
+  /// `beforeLastEndsInLetter` says whether the result of the second to last scalar ends in a Latin letter.
+  /// `lastEndsInLetter` says the same for the last scalar.
   bool beforeLastEndsInLetter = false;
   bool lastEndsInLetter = false;
 
@@ -44,9 +45,9 @@ struct SearchContext {
         lastEndsInLetter, !found.text().empty() && isASCIILetter(static_cast<unsigned char>(found.text().back())));
   }
 
-  /// Whether the text can be cut before the next scalar, which has the given kind. The transform of the text after the
-  /// cut may look back over signs in the results, but only up to a Latin letter. So the result before the space must
-  /// end in a Latin letter.
+  /// Whether the text can be cut before the next scalar, which has the given kind. The rules for the text after a cut
+  /// may look back into the result before the cut. They look past signs, but never past a Latin letter. So the last
+  /// scalar before a cut must be a space, and the result before that space must end in a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;

@@ -15,20 +15,20 @@ enum class SearchKind : std::uint8_t {
   unknown,
   /// Only ICU knows the result.
   unfit,
-  /// Has one result in every context.
+  /// The result is the same in every context.
   plain,
   /// An opening sign. If the sign belongs to a run of ideographs, the result has a space between the sign and an
   /// ideograph or letter before it.
   opening,
   /// A closing sign. The result has a space between the sign and an ideograph after it.
   closing,
-  /// Has one result in every text whose letters are all Latin.
+  /// The result is the same in every text whose letters are all Latin.
   latinOnly,
   /// A mark that disappears after a Latin letter and after a digit.
   mark,
   /// The sign that prolongs a syllable of kana. It disappears.
   prolonged,
-  /// A sign with one result after an Arabic letter.
+  /// A sign that has the same result after every Arabic letter.
   arabicSign,
   latin,
   cyrillic,
@@ -44,7 +44,7 @@ enum class SearchKind : std::uint8_t {
 constexpr bool isLetter(SearchKind kind) noexcept { return kind >= SearchKind::latin; }
 constexpr bool isKana(SearchKind kind) noexcept { return kind == SearchKind::hiragana || kind == SearchKind::katakana; }
 
-/// The kind of a scalar and its result without a context, in 8 bytes.
+/// The kind of a scalar, and the text that the search transform makes of the scalar alone. The object has 8 bytes.
 class SearchScalar {
  public:
   static constexpr std::size_t maximumLength = 7;
@@ -71,7 +71,8 @@ class SearchScalar {
   std::array<char, 1 + maximumLength> bytes_{};
 };
 
-/// The kind and the result of a scalar. For a scalar below U+10000, the first call takes them from ICU and keeps them.
+/// The kind of a scalar, and the text that the transform for searches makes from it (empty for `unfit`). For a scalar
+/// below U+10000, the first call takes them from ICU and keeps them.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
@@ -88,9 +89,9 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);
 
-/// The result of two syllables of kana that stand side by side. The first call for a pair calls ICU. So does a call
-/// after another pair has taken the pair's place in the cache. The kind is `unfit` if ICU fails or the result has more
-/// than 6 bytes. Otherwise the kind is always `hiragana`, even for katakana.
+/// The kind and the result of two adjacent kana syllables in the transform for searches. The function calls ICU if its
+/// cache does not hold the pair. A new pair may displace another pair from the cache. The kind is `unfit` if ICU fails
+/// or the result has more than 6 bytes. Otherwise the kind is always `hiragana`, even for katakana.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);

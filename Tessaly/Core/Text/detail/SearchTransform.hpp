@@ -14,8 +14,8 @@ namespace Tessaly::inline v1::Text::detail {
 /// `std::length_error` if the text has more than 2^30 - 1 bytes.
 [[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
 
-/// The work of all transforms that the library has made with ICU in this process, as a number of UTF-16 units. The
-/// number is the sum of the units that the transforms read and of the units that were moved to make room for changes.
+/// The work of all ICU transforms that the library has run in this process, counted in UTF-16 units. The number is the
+/// sum of the units that the transforms read and of the units that were moved to make room for changes.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::uint64_t transformStepsForTesting() noexcept;

@@ -21,14 +21,14 @@ class TESSALY_EXPORT SettingsIncidents {
 
   [[nodiscard]] UserDefaultsStatus status() const;
 
-  /// Records that writes fail, and logs the reason `problem` once. This reason replaces any earlier reason.
-  /// `unstoredKeys` is the number of keys whose latest values are only in memory.
+  /// Notes in the status that writes fail, with the reason `problem`. Logs the reason once. This reason replaces any
+  /// earlier reason. `unstoredKeys` is the number of keys whose latest values are only in memory.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
-  /// Records that writes fail for a reason that is not a `StoreProblem`, and logs the reason once. The reason replaces
-  /// any earlier reason, except that `valueTooLarge` replaces no other reason. `unstoredKeys` is the number of keys
-  /// whose latest values are only in memory.
+  /// Adds a problem to the status: writes fail for a reason that is not a `StoreProblem`. Logs the reason once. The
+  /// reason replaces any earlier reason, except that `valueTooLarge` replaces no other reason. `unstoredKeys` is the
+  /// number of keys whose latest values are only in memory.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);
-  /// Records that all written values are stored. Removes the problems that prevent writes from the status.
+  /// Records that all written values are stored. Removes from the status all problems that prevent writes.
   void writesSucceed();
 
   /// Records that the property list at `path` cannot be read. Logs the problem at once if the values are unknown and

@@ -18,7 +18,7 @@ namespace Tessaly::inline v1::detail {
 /// 1993). `seed` must be 0, or the checksum of the bytes that precede these bytes.
 [[nodiscard]] TESSALY_EXPORT std::uint32_t crc32c(std::uint32_t seed, std::string_view bytes) noexcept;
 
-/// The identity of one state of a file.
+/// The inode, size and modification time of a file, which together identify one state of the file.
 struct FileIdentity {
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
@@ -34,8 +34,8 @@ struct JournalHeader {
   static constexpr std::uint32_t currentVersion = 1;
 
   std::uint32_t version = currentVersion;
-  /// A random number that the checksums of all records include. So bytes of another journal inside a value do not count
-  /// as records.
+  /// A random number that the checksums of all records include. If a value contains bytes of another journal, those
+  /// bytes therefore do not count as records.
   std::uint64_t nonce = 0;
   /// The nonce of the journal before this one; 0 if there was none.
   std::uint64_t predecessor = 0;
@@ -59,8 +59,8 @@ struct JournalRecord {
     /// The key now has the value, a binary property list.
     set = 1,
     remove = 2,
-    /// A checkpoint is about to put a new property list in place. The new list has the values at the beginning of this
-    /// journal. The record holds the identity of the new list.
+    /// A checkpoint is about to put a new property list in place. The new list holds the values that were current when
+    /// this journal began. The record holds the identity of the new list.
     checkpoint = 3,
     /// Like `checkpoint`. The new list also has other programs' changes that no record holds, so every other process
     /// reads everything again.
@@ -71,8 +71,8 @@ struct JournalRecord {
     /// Like `adoption`. The list also has other programs' changes that no record holds, so every other process reads
     /// everything again.
     adoptionWithUnknownChanges = 6,
-    /// Another journal was lost. The records before this one restore the part of that journal that a process had read.
-    /// Earlier versions of the library ignore this kind.
+    /// Another journal was lost after a process had read a part of it. The records before this one restore the changes
+    /// in that part. Earlier versions of the library ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
@@ -84,8 +84,8 @@ struct JournalRecord {
   };
   /// The writer number of records with another program's changes, if the present property list contains those changes.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The writer number of records with another program's changes, if a checkpoint has already replaced the property
-  /// list that contained them. Also the writer number of records that restore the values of another journal.
+  /// The writer number of records with another program's changes, if a checkpoint has already replaced that program's
+  /// property list. Also the writer number of records that restore the values of another journal.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -135,8 +135,8 @@ class JournalReader {
   /// The next record, or nothing if no whole record is left. The `key` and the `value` of the record are views into the
   /// bytes that the constructor received. A record whose only damage is in its length field counts as whole.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
-  /// The position in the bytes behind the last record that `next` has returned; 0 before the first record. A process
-  /// may still be writing the bytes that follow.
+  /// The offset at which the last record that `next` has returned ends; 0 before the first record. A process may still
+  /// be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
   /// The bytes of damaged records before `position`. Includes the records with a damaged length field that `next` has
   /// returned. Does not include an incomplete record whose writer was killed.

@@ -35,7 +35,8 @@ class TESSALY_EXPORT SettingsTable {
   void takeFrom(SettingsTable& other);
   [[nodiscard]] PropertyList::Dictionary all() const;
   /// A number that changes with each call of `exchange`, `replace` or `takeFrom` on this table. No other table has ever
-  /// had the same number. The number of a table does not change when `takeFrom` on another table empties it.
+  /// had the same number. If another table takes all values from this table by `takeFrom`, the number of this table
+  /// does not change.
   [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
 
  private:

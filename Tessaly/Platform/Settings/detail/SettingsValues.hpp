@@ -34,8 +34,9 @@ class TESSALY_EXPORT SettingsValues {
   /// The value of a key at some earlier point.
   struct Former {
     std::optional<PropertyList> value;
-    /// The sequence number of the key's last change since that point, if this process made that change; otherwise 0.
-    /// Only `sincePropertyList` has these numbers. There, a change that precedes the last checkpoint's record has 0.
+    /// The sequence number of the key's last change since the key had `value`. The number is 0 if another process made
+    /// that change. Only `sincePropertyList` has these numbers. In that overlay, a change that precedes the last
+    /// checkpoint's record has 0.
     std::uint64_t ownChange = 0;
   };
   /// The former values of the keys that have changed since an earlier point.
@@ -50,15 +51,15 @@ class TESSALY_EXPORT SettingsValues {
   using Pending = std::unordered_map<std::string, Unstored>;
   /// The known state of the property list on the disk.
   struct KnownList {
-    /// The known list: the last checkpoint, or the list that another program wrote.
+    /// The identity of the last known property list. A checkpoint or another program wrote that list.
     FileIdentity identity;
-    /// The list before the last checkpoint. It may still be in place, because the checkpoint's writer may have been
-    /// killed.
+    /// The property list that preceded the last checkpoint. If a process was killed during that checkpoint, this list
+    /// may still be on the disk.
     FileIdentity previous;
-    /// Whether the list was read although it is not the list that the journals named last.
+    /// Whether the list that was read is not the list that the journals named last.
     bool isUnrecorded = false;
-    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list that no record names does
-    /// not replace the values of the journal, because that list may be an older checkpoint.
+    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list that no record names
+    /// replaces only the values that have not changed since the known list. Such a list may be an older checkpoint.
     bool isUncertain = false;
     /// Whether everything must be read again.
     bool wantsReload = false;
@@ -154,14 +155,15 @@ class TESSALY_EXPORT SettingsValues {
     return before(changes_.sincePrevious, table_.all());
   }
 
-  /// The values at the beginning of a journal.
+  /// All values of the settings, as they were when a journal began.
   struct Snapshot {
     PropertyList::Dictionary values;
-    /// The number of calls of `beginJournal` up to the beginning of the journal. This is not the nonce.
+    /// The journal's number: the number of calls of `beginJournal`, including the call that began this journal. This is
+    /// not the nonce.
     std::uint64_t journal = 0;
   };
-  /// Removes and returns the values at the beginning of the present journal, if they were kept. After the use, the
-  /// caller should pass them to `keepSnapshot`.
+  /// Removes and returns the kept snapshot: the values from the time when the present journal began. Absent if no
+  /// snapshot was kept. After the use, the caller should pass the snapshot to `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
   /// The number of the present journal, as in `Snapshot::journal`.
   [[nodiscard]] std::uint64_t journal() const noexcept { return journals_; }
@@ -172,8 +174,9 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values, std::uint64_t journal) const {
     return {.values = before(changes_.sinceRotation, std::move(values)), .journal = journal};
   }
-  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. Discards a snapshot
-  /// of another journal. The snapshot needs about as much memory as the values.
+  /// Keeps a snapshot for the next checkpoint, which then usually need not read all values of the table again. Discards
+  /// the given snapshot if it does not belong to the present journal. The snapshot needs about as much memory as the
+  /// values.
   void keepSnapshot(Snapshot snapshot) {
     if (snapshot.journal == journals_) snapshot_ = std::move(snapshot);
   }
@@ -192,7 +195,7 @@ class TESSALY_EXPORT SettingsValues {
 
   [[nodiscard]] SettingsTable& current() noexcept { return isReplaying_ ? loading_ : table_; }
   [[nodiscard]] const SettingsTable& current() const noexcept { return isReplaying_ ? loading_ : table_; }
-  /// The stored values at an earlier point, made from the values of the table.
+  /// The values that the files had before the changes in `since`. `values` must be all values of the table.
   [[nodiscard]] PropertyList::Dictionary before(const Overlay& since, PropertyList::Dictionary values) const;
   /// The value that the files have.
   [[nodiscard]] std::optional<PropertyList> storedValue(const std::string& key) const;
