@@ -35,7 +35,8 @@ namespace Tessaly::inline v1 {
 template <std::ranges::random_access_range Base>
   requires std::ranges::random_access_range<const Base>
 class ChunkSequence {
-  /// Whether the base's iterators stay valid without the base, so that an iterator may hold a copy.
+  /// Whether the base is a copyable view whose iterators stay valid without it. The sequence's `Iterator` then holds a
+  /// copy of the base.
   static constexpr bool isBorrowed =
       std::ranges::view<Base> && std::ranges::borrowed_range<const Base> && std::copyable<Base>;
   /// The type by which an iterator holds the base: a copy of the view, or else a reference to the base.
@@ -77,7 +78,8 @@ class ChunkSequence {
    private:
     static Position first(const BaseView& base) { return std::ranges::begin(base); }
 
-    /// Advances by the chunk's size, at most to the end. No step exceeds the range of the positions' difference type.
+    /// Advances by the chunk's size, at most to the end. A chunk size that does not fit into the positions' difference
+    /// type causes no overflow.
     template <typename End>
     void advance(const End& end) {
       if constexpr (std::sized_sentinel_for<End, Position>) {

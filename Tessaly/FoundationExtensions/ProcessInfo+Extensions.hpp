@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 [[nodiscard]] TESSALY_EXPORT bool isSandboxed(const ProcessInfo& process);
 /// Always "macOS", intentionally also on Linux.
 [[nodiscard]] TESSALY_EXPORT std::string osName(const ProcessInfo& process);
-/// The version of the distribution, not of the kernel (`ProcessInfo::operatingSystemVersion`). The text has three
-/// numbers, such as "12.0.0".
+/// `ProcessInfo::operatingSystemVersion` as text: the version of the distribution, not of the kernel. The text has
+/// three numbers, such as "12.0.0".
 [[nodiscard]] TESSALY_EXPORT std::string osVersionString(const ProcessInfo& process);
 
 }  // namespace Tessaly::inline v1

@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The name of a type for people, such as "PNG image", in the language of the locale. The Shared MIME-info Database has
-/// the names. In a language that the database lacks, the name is English.
+/// The human-readable name of a type, such as "PNG image", in the language of the locale. The Shared MIME-info Database
+/// has the names. In a language that the database lacks, the name is English.
 ///
 /// A type without a name in the database has the name of its first supertype that has a name. If no supertype has a
 /// name, the type has the name of unknown files. Without the database the name is the type's identifier.

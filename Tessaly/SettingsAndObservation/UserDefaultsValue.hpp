@@ -177,8 +177,8 @@ template <UserDefaultsValue Value, typename Hash, typename Equal, typename Alloc
 struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equal, Allocator>>
     : detail::NativeDictionary<std::unordered_map<std::string, Value, Hash, Equal, Allocator>> {};
 
-/// No stored object represents an absent value. So storing an absent value removes the entry of the setting. Arrays and
-/// dictionaries omit absent values.
+/// An absent value is represented by the absence of a stored object. So storing an absent value removes the entry of
+/// the setting. Arrays and dictionaries omit absent values.
 template <UserDefaultsValue Wrapped>
 struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
   [[nodiscard]] static std::optional<PropertyList> object(std::optional<Wrapped> value) {

@@ -124,7 +124,7 @@ class RingArrayIterator {
   }
 
   const Element* slot_ = nullptr;
-  /// The end of the run of `slot_`. At the end of the ring, `slot_` equals this end.
+  /// The end of the run that contains `slot_`. At the end of the ring, `slot_` equals this end.
   const Element* runEnd_ = nullptr;
   const Element* slots_ = nullptr;
   const Element* firstRunEnd_ = nullptr;

@@ -41,8 +41,8 @@ struct FieldNotice {
   Kind kind = Kind::none;
   /// The typed text.
   std::string typed;
-  /// The text that replaces the typed text, for example the bound or the rounded number. Empty for `empty` and
-  /// `notANumber`. Meaningless if the field keeps the typed text.
+  /// The text that replaces the typed text, for example the rounded number or the end of the range. Empty for `empty`
+  /// and `notANumber`. Meaningless if the field keeps the typed text.
   std::string shown;
   /// The formatter's description of the error, or an English sentence if there is no description. A nonempty result of
   /// the `Explanation` replaces this text. Empty if `kind` is `none`.

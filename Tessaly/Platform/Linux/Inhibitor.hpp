@@ -37,8 +37,8 @@ enum class Surroundings : bool { open, sandbox };
 /// The services in the order in which they are called. The portal is called only in a sandbox.
 [[nodiscard]] std::span<const Inhibitor> inhibitors(Surroundings surroundings);
 
-/// A message that asks the service to keep the display awake. `owner` is the unique bus name of the service. Null if
-/// the message cannot be made, for example with text that is not UTF-8.
+/// A message that asks the service to keep the display awake. `owner` is the unique bus name of the service. The result
+/// is null if the message cannot be made, for example because a text is not UTF-8.
 [[nodiscard]] BusMessage makeInhibit(const Inhibitor& inhibitor, const BusConnection& bus, const std::string& owner,
                                      const std::string& application, const std::string& reason);
 

@@ -134,7 +134,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// The ended children that were not collected. The child that ended last comes first. While a task waits, the word
   /// holds that task's address and one set bit.
   std::atomic<std::uintptr_t> ended_{0};
-  /// The collected children, in the order of their ends. Written by the task that takes them.
+  /// The collected children, in the order of their ends. Only the task that takes the children changes this pointer.
   std::atomic<TaskGroupLink*> ready_{nullptr};
   /// True from the beginning of a wait until the waiting task continues.
   std::atomic<bool> isAwaited_{false};
