@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/JournalStatus.hpp"
@@ -18,17 +17,16 @@ class LogRing;
 ///
 /// The system's log backend passes every record to `write` after the store has taken the record.
 ///
-/// Thread contract: thread-safe. The sinks of `SystemLogBackend::shared()` are never destroyed.
+/// Thread contract: thread-safe. The sinks are never destroyed, because the thread of the journal never ends.
 ///
-///     const std::unique_ptr<LogSinks> sinks = LogSinks::make(store.ring());
+///     static LogSinks& sinks = LogSinks::make(store.ring());
 ///     store.append(record);
-///     sinks->write(record);
+///     sinks.write(record);
 class TESSALY_EXPORT LogSinks {
  public:
   LogSinks() = default;
   LogSinks(const LogSinks&) = delete;
   LogSinks& operator=(const LogSinks&) = delete;
-  virtual ~LogSinks();
 
   /// Passes a record to the destinations. The caller must have appended the record to the ring before. An
   /// implementation must not log anything itself, because that would call `write` again.
@@ -40,9 +38,15 @@ class TESSALY_EXPORT LogSinks {
   virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept = 0;
 
-  /// Makes the sinks of the running system. After the first `write`, the sinks and the ring must live until the process
-  /// ends, because a thread of a sink may still read the ring. Throws `std::bad_alloc`.
-  [[nodiscard]] static std::unique_ptr<LogSinks> make(const LogRing& ring);
+  /// Makes the sinks of the running system. After the first `write`, the ring must live until the process ends, because
+  /// a thread of a sink may still read the ring. Throws `std::bad_alloc`.
+  [[nodiscard]] static LogSinks& make(const LogRing& ring);
+
+ protected:
+  virtual ~LogSinks();
+
+ private:
+  friend class SystemLogBackend;  // Destroys sinks that have never taken a record.
 };
 
 }  // namespace Tessaly::inline v1

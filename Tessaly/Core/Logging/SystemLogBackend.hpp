@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
@@ -29,21 +28,23 @@ class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
 
   void write(const LogRecord& record) noexcept override {
     store_.append(record);
-    sinks_->write(record);
+    sinks_.write(record);
   }
-  void flush(std::chrono::nanoseconds limit) noexcept override { sinks_->flush(limit); }
+  void flush(std::chrono::nanoseconds limit) noexcept override { sinks_.flush(limit); }
   [[nodiscard]] const ProcessLogStore* store() const noexcept override { return &store_; }
-  void setStandardErrorOutput(LogSwitch state) noexcept override { sinks_->setStandardErrorOutput(state); }
-  [[nodiscard]] JournalStatus journalStatus() const noexcept override { return sinks_->journalStatus(); }
+  void setStandardErrorOutput(LogSwitch state) noexcept override { sinks_.setStandardErrorOutput(state); }
+  [[nodiscard]] JournalStatus journalStatus() const noexcept override { return sinks_.journalStatus(); }
 
  private:
   explicit SystemLogBackend(std::size_t capacityInBytes)
       : store_(capacityInBytes), sinks_(LogSinks::make(store_.ring())) {}
+  /// Destroys a backend that another thread's backend has made unnecessary. It has never taken a record.
+  ~SystemLogBackend() override { delete &sinks_; }
   static SystemLogBackend& makeShared() noexcept;
   static void flushBeforeAbort() noexcept;
 
   ProcessLogStore store_;
-  std::unique_ptr<LogSinks> sinks_;
+  LogSinks& sinks_;
 };
 
 }  // namespace Tessaly::inline v1

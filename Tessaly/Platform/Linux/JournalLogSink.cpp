@@ -13,6 +13,7 @@
 #include <new>
 #include <string_view>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
@@ -77,6 +78,11 @@ int JournalLogSink::sendToSystemJournal(const iovec* fields, int count) noexcept
 }
 
 JournalLogSink::JournalLogSink(const LogRing& ring, Options options) : ring_(ring), options_(std::move(options)) {}
+
+JournalLogSink::~JournalLogSink() {
+  if (phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
+  fatalError("A journal sink with a thread must not be destroyed", "Tessaly/JournalLogSink", __LINE__);
+}
 
 bool JournalLogSink::isSocketThere() const noexcept { return ::access(options_.socketPath.c_str(), F_OK) == 0; }
 

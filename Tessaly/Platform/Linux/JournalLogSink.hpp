@@ -48,6 +48,8 @@ class TESSALY_EXPORT JournalLogSink {
   JournalLogSink(const LogRing& ring, Options options);
   JournalLogSink(const JournalLogSink&) = delete;
   JournalLogSink& operator=(const JournalLogSink&) = delete;
+  /// Stops the process if the thread was started, because the thread would use the destroyed sink.
+  ~JournalLogSink();
 
   /// Wakes or starts the thread, which sends the records of the ring. The caller must already have appended `record` to
   /// the ring. Costs a load and a branch while the thread is awake.

@@ -36,6 +36,6 @@ class LinuxLogSinks final : public LogSinks {
 
 }  // namespace
 
-std::unique_ptr<LogSinks> LogSinks::make(const LogRing& ring) { return std::make_unique<LinuxLogSinks>(ring); }
+LogSinks& LogSinks::make(const LogRing& ring) { return *new LinuxLogSinks(ring); }
 
 }  // namespace Tessaly::inline v1

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -34,6 +35,8 @@ TEST(SystemLogBackend, TheCapacityCanBeSetUntilTheFirstRecord) {
   EXPECT_FALSE(LogConfiguration::setStoreCapacity(200'000));
   EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), 65'536u);
 }
+
+TEST(SystemLogBackend, SinksCannotBeDestroyedByTheirUser) { EXPECT_FALSE(std::is_destructible_v<LogSinks>); }
 
 TEST(SystemLogBackend, ReportsTheStateOfTheJournal) {
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::notTried);

@@ -119,6 +119,19 @@ TEST_F(JournalLogSinkTest, MissingSocketIsReportedWithoutAThread) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}), 1);
 }
 
+TEST_F(JournalLogSinkTest, SinkWithAThreadCannotBeDestroyed) {
+  makeSocket();
+  {
+    const JournalLogSink unused(ring_, {.socketPath = socket_.string(), .send = &sendToScript});
+  }
+  EXPECT_DEATH(
+      {
+        JournalLogSink journal(ring_, {.socketPath = socket_.string(), .send = &sendToScript});
+        write(journal, "one");
+      },
+      "A journal sink with a thread must not be destroyed");
+}
+
 TEST_F(JournalLogSinkTest, LaterSocketReceivesKeptRecords) {
   auto& journal = makeJournal({.retryInterval = 10s});
   LogRecord record = recordOf("one");

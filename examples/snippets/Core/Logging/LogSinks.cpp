@@ -6,7 +6,7 @@
 using namespace Tessaly;
 
 void passOn(ProcessLogStore& store, const LogRecord& record) {
-  const std::unique_ptr<LogSinks> sinks = LogSinks::make(store.ring());
+  static LogSinks& sinks = LogSinks::make(store.ring());
   store.append(record);
-  sinks->write(record);
+  sinks.write(record);
 }
