@@ -43,9 +43,9 @@ TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
 /// Sets the number of bytes of records that the process keeps for reading back. The default is 1 MiB. The number is
-/// rounded down to a power of two, and is at least 4 KiB. Returns false and changes nothing once the store exists. The
-/// first record makes the store, and so does an earlier call of `setStandardErrorOutput`, `journalStatus`, `flush` or
-/// `OSLogStore::currentProcess`.
+/// rounded down to a power of two, and is at least 4 KiB. Returns false and changes nothing once a thread makes the
+/// store. The first record makes the store, and so does an earlier call of `setStandardErrorOutput`, `journalStatus`,
+/// `flush` or `OSLogStore::currentProcess`.
 TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 
 /// The state of the connection to the journal, and the reason if records do not reach it.

@@ -3,8 +3,10 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -17,6 +19,8 @@ constexpr auto longestLastFlush = std::chrono::seconds(1);
 // A function-local static would hang a child that is forked while a thread of the parent makes the backend.
 constinit std::atomic<SystemLogBackend*> sharedBackend{nullptr};
 constinit std::atomic<std::size_t> capacityOfShared{ProcessLogStore::defaultCapacityInBytes};
+/// The bit of `capacityOfShared` that a thread sets before it makes the backend. The capacity is final from then on.
+constexpr std::size_t finalBit = ~(std::numeric_limits<std::size_t>::max() >> 1);
 
 }  // namespace
 
@@ -36,7 +40,7 @@ SystemLogBackend& SystemLogBackend::makeShared() noexcept {
   });
   SystemLogBackend* fresh = nullptr;
   try {
-    fresh = new SystemLogBackend(capacityOfShared.load(std::memory_order_relaxed));
+    fresh = new SystemLogBackend(capacityOfShared.fetch_or(finalBit, std::memory_order_relaxed) & ~finalBit);
   } catch (const std::bad_alloc&) {
     fatalError("There is no memory for the log store", "Tessaly/SystemLogBackend", __LINE__);
   }
@@ -51,8 +55,10 @@ SystemLogBackend& SystemLogBackend::makeShared() noexcept {
 }
 
 bool SystemLogBackend::setStoreCapacity(std::size_t bytes) noexcept {
-  if (sharedBackend.load(std::memory_order_acquire) != nullptr) return false;
-  capacityOfShared.store(bytes, std::memory_order_relaxed);
+  std::size_t former = capacityOfShared.load(std::memory_order_relaxed);
+  do {
+    if ((former & finalBit) != 0) return false;
+  } while (!capacityOfShared.compare_exchange_weak(former, std::min(bytes, ~finalBit), std::memory_order_relaxed));
   return true;
 }
 

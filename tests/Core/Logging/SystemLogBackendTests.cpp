@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -7,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -17,6 +19,20 @@
 #include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 #include "tests/Support/Repetitions.hpp"
+
+namespace {
+
+/// Runs inside the next call of `access`. The backend searches for a file while it is made.
+constinit std::atomic<void (*)()> atNextSearch{nullptr};
+
+}  // namespace
+
+/// Replaces the function of the C library.
+extern "C" int access(const char* path, int mode) noexcept {
+  if (const auto action = atNextSearch.exchange(nullptr)) action();
+  static auto* const original = reinterpret_cast<int (*)(const char*, int)>(::dlsym(RTLD_NEXT, "access"));
+  return original(path, mode);
+}
 
 namespace {
 
@@ -34,6 +50,14 @@ TEST(SystemLogBackend, TheCapacityCanBeSetUntilTheFirstRecord) {
   Logger("a", "b").error("text");
   EXPECT_FALSE(LogConfiguration::setStoreCapacity(200'000));
   EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), 65'536u);
+}
+
+TEST(SystemLogBackend, CapacityIsRefusedWhileTheBackendIsMade) {
+  static std::optional<bool> isSet;
+  atNextSearch = [] { isSet = LogConfiguration::setStoreCapacity(65'536); };
+  Logger("a", "b").error("text");
+  EXPECT_EQ(isSet, false);
+  EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), ProcessLogStore::defaultCapacityInBytes);
 }
 
 TEST(SystemLogBackend, SinksCannotBeDestroyedByTheirUser) { EXPECT_FALSE(std::is_destructible_v<LogSinks>); }
