@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/Export.hpp"

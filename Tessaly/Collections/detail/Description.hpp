@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "Tessaly/Core/Base/NumberDescription.hpp"
 #include "Tessaly/Core/Base/detail/Escaped.hpp"

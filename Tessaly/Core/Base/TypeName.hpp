@@ -2,6 +2,7 @@
 // Component: Tessaly::Base
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <typeinfo>

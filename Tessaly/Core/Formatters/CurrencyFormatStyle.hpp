@@ -2,6 +2,8 @@
 // Component: Tessaly::Formatters
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 

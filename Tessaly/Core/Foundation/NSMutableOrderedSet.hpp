@@ -2,7 +2,10 @@
 // Component: Tessaly::Foundation
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <set>
 #include <utility>
 #include <vector>

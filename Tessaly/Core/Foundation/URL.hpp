@@ -2,6 +2,7 @@
 // Component: Tessaly::Foundation
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>

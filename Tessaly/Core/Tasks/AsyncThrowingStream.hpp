@@ -2,6 +2,8 @@
 // Component: Tessaly::Tasks
 #pragma once
 
+#include <exception>
+
 #include "Tessaly/Core/Tasks/BasicAsyncStream.hpp"
 
 namespace Tessaly::inline v1 {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <concepts>
+#include <exception>
 #include <functional>
 #include <type_traits>
 #include <utility>

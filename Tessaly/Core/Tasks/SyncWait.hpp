@@ -2,6 +2,8 @@
 // Component: Tessaly::Tasks
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <type_traits>
 #include <utility>

@@ -2,11 +2,13 @@
 // Component: Tessaly::Text
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 

@@ -2,6 +2,7 @@
 // Component: Tessaly::Text
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"

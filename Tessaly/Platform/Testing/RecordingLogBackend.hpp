@@ -2,6 +2,7 @@
 // Component: Tessaly::Testing
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>

@@ -2,6 +2,8 @@
 // Component: Tessaly::Testing
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>

@@ -6,6 +6,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Core/Base/Export.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
