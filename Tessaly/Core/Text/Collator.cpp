@@ -36,7 +36,7 @@ icu::Collator::ECollationStrength strengthOfICU(Strength strength) {
 
 icu::StringPiece piece(std::string_view text) {
   if (text.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-    throw std::length_error("a text of more than 2 GiB cannot be compared");
+    throw std::length_error("A text of 2 GiB or more cannot be compared");
   }
   return {text.data(), static_cast<std::int32_t>(text.size())};
 }

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <compare>
+#include <cstddef>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -95,6 +98,21 @@ TEST(Collator, KeyOfALongTextIsWhole) {
   const std::string many(100'000, 'x');
   EXPECT_LT(collator.sortKey(many), collator.sortKey(many + "a"));
   EXPECT_EQ(collator.compare(many + "a", many + "b"), std::weak_ordering::less);
+}
+
+TEST(Collator, TextOfTwoGibibytesIsRefused) {
+  // The limit is checked before a byte is read.
+  constexpr std::size_t size = std::size_t{2} << 30;
+  void* const bytes = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(bytes, MAP_FAILED);
+  const Collator collator(Locale("en"));
+  try {
+    static_cast<void>(collator.compare("a", {static_cast<const char*>(bytes), size}));
+    ADD_FAILURE() << "The text was compared";
+  } catch (const std::length_error& error) {
+    EXPECT_STREQ(error.what(), "A text of 2 GiB or more cannot be compared");
+  }
+  ::munmap(bytes, size);
 }
 
 TEST(Collator, ThreadsShareOne) {
