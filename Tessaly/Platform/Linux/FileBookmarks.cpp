@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::string_view magic = "TSBM\x01";
 constexpr std::size_t searchedNames = 100'000;
-/// The number of directory levels above the file's directory that the search includes.
+/// The number of directories that the search takes in turn: the file's directory, then those above it.
 constexpr int searchedLevels = 3;
 constexpr std::size_t maximalPath = std::size_t{64} * 1024;
 
