@@ -31,6 +31,12 @@ void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept {
   fatalError("The rule of the setting \"" + std::string(setting) + "\" forbids its default value", file, __LINE__);
 }
 
+void stopAtEmptyRange(std::string_view setting) noexcept {
+  fatalError("The range of the setting \"" + std::string(setting) +
+                 "\" contains no value; its lowest value is above its highest",
+             file, __LINE__);
+}
+
 void logForbiddenSetting(std::string_view setting) noexcept {
   logPlatformError("Default", "A value that the rule of the setting \"" + std::string(setting) +
                                   "\" forbids was not stored; the former value stays");

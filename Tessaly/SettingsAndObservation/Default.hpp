@@ -141,8 +141,7 @@ class Default {
       key.rule_.setPredicate([](const Value& value) -> bool { return Predicate()(value); });
       return key.checked();
     }
-    /// Whether the rule allows the value. Always true for a key without a rule. Applies the rule to the absent value
-    /// too, although the absent value can always be stored.
+    /// Whether the rule allows the value. Always true for a key without a rule, and for the absent value.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 
     /// The description of the key for `UserDefaults::publishKeys`. `documentation` is one line of text for people.
@@ -154,11 +153,8 @@ class Default {
     friend class Default;
 
     [[nodiscard]] constexpr const Key& checked() const {
-      bool isAbsent = false;
-      if constexpr (AnyOptional<Value>) isAbsent = isNil(defaultValue_);
-      if (!rule_.hasRange() || (!isAbsent && !rule_.allows(defaultValue_))) {
-        detail::stopAtRuleThatForbidsTheDefault(name());
-      }
+      if (!rule_.hasRange()) detail::stopAtEmptyRange(name());
+      if (!rule_.allows(defaultValue_)) detail::stopAtRuleThatForbidsTheDefault(name());
       return *this;
     }
 

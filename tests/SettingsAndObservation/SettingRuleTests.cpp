@@ -114,6 +114,14 @@ TEST_F(SettingRule, OptionalSettingMayBeAbsent) {
   EXPECT_EQ(store->value("page"), std::nullopt);
 }
 
+TEST_F(SettingRule, AbsentValueIsAlwaysAllowed) {
+  constexpr auto ranged = Default<std::optional<int>>::Key("page").within(1, 10);
+  static_assert(ranged.allows(std::nullopt) && ranged.allows(10) && !ranged.allows(11));
+  constexpr auto odd =
+      Default<std::optional<int>>::Key("odd").where([](const std::optional<int>& page) { return *page % 2 == 1; });
+  static_assert(odd.allows(std::nullopt) && odd.allows(3) && !odd.allows(4));
+}
+
 TEST_F(SettingRule, NaNReadsAsTheDefault) {
   constexpr auto key = Default<double>::Key("scale", 1.0).within(0.5, 2.0);
   store->set(std::numeric_limits<double>::quiet_NaN(), "scale");
@@ -143,7 +151,13 @@ TEST(SettingRuleDeathTest, RuleThatForbidsTheDefaultStopsTheProcess) {
   int lowest = 100;
   EXPECT_DEATH(static_cast<void>(Default<int>::Key("volume", 50).within(lowest, 200)),
                "The rule of the setting \"volume\" forbids its default value");
-  EXPECT_DEATH(static_cast<void>(Default<std::optional<int>>::Key("page").within(lowest, 1)), "\"page\"");
+}
+
+TEST(SettingRuleDeathTest, EmptyRangeStopsTheProcess) {
+  int lowest = 100;
+  constexpr auto message = "The range of the setting \"page\" contains no value; its lowest value is above its highest";
+  EXPECT_DEATH(static_cast<void>(Default<std::optional<int>>::Key("page").within(lowest, 1)), message);
+  EXPECT_DEATH(static_cast<void>(Default<int>::Key("page", 50).within(lowest, 1)), message);
 }
 
 // The description of a key.

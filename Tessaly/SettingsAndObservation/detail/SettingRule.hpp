@@ -7,16 +7,19 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
 #include "Tessaly/SettingsAndObservation/InvalidSetting.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// Stops the process at run time. In a constant expression, a call does not compile.
 [[noreturn]] TESSALY_EXPORT void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept;
+[[noreturn]] TESSALY_EXPORT void stopAtEmptyRange(std::string_view setting) noexcept;
 /// Writes to the log that a forbidden value was not stored.
 TESSALY_EXPORT void logForbiddenSetting(std::string_view setting) noexcept;
 
-/// The rule of a setting: a closed range, a predicate, or both. Without either, the rule allows all values.
+/// The rule of a setting: a closed range, a predicate, or both. Without either, the rule allows all values. Every rule
+/// allows the absent value.
 ///
 /// Thread contract: thread-compatible.
 template <typename Value>
@@ -44,6 +47,9 @@ class SettingRule {
   [[nodiscard]] constexpr bool hasPredicate() const noexcept { return predicate_ != nullptr; }
 
   [[nodiscard]] constexpr bool allows(const Value& value) const {
+    if constexpr (AnyOptional<Value>) {
+      if (isNil(value)) return true;
+    }
     if constexpr (std::totally_ordered<Value>) {
       if (range_ && !(value >= range_->lowest && value <= range_->highest)) return false;
     }
