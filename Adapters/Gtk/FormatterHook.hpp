@@ -145,7 +145,7 @@ class FormatterHook {
     int start;
     int end;
   };
-  /// The text in front of the range of a deletion, the text in the range, and the text behind the range.
+  /// The text in front of the range of a deletion, the text in the range, and the text after the range.
   struct Parts {
     std::string before;
     std::string removed;
@@ -283,8 +283,8 @@ class FormatterHook {
     return true;
   }
 
-  /// Replaces the whole text as a change that can be undone. If a deletion causes the replacement, the deletion takes
-  /// place first, so that no selection remains. Returns whether this hook and its field still exist.
+  /// Replaces the whole text as a change that can be undone. If a deletion led to the replacement, this function first
+  /// erases the range `deletion`, so that no selection remains. Returns whether this hook and its field still exist.
   [[nodiscard]] bool replace(const std::string& replacement, int cursor, const Deletion& deletion) {
     if (replacement != text_.get()) {
       remember();

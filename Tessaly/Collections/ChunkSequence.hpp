@@ -63,7 +63,7 @@ class ChunkSequence {
       requires(!isBorrowed)
     = delete;
 
-    /// Returns the next chunk and moves the iterator behind it. Returns nothing after the last chunk.
+    /// Returns the next chunk and moves the iterator after it. Returns nothing after the last chunk.
     std::optional<Chunk> next() {
       const auto end = std::ranges::end(std::as_const(base_));
       if (index_ == end) return std::nullopt;

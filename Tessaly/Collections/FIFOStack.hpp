@@ -68,7 +68,7 @@ class FIFOStack {
   }
   friend void swap(FIFOStack& left, FIFOStack& right) noexcept { left.swap(right); }
 
-  /// Adds an element behind all others. Amortised O(1), or O(n) while the elements are shared.
+  /// Adds an element after all others. Amortised O(1), or O(n) while the elements are shared.
   void enqueue(const Element& element)
     requires isCopyable
   {
@@ -76,7 +76,7 @@ class FIFOStack {
   }
   void enqueue(Element&& element) { push(std::move(element)); }
 
-  /// Adds the elements of a range, or of a list in braces, in order, behind all others. If reading the range throws,
+  /// Adds the elements of a range, or of a list in braces, in order, after all others. If reading the range throws,
   /// the elements that were read before the exception are in the queue.
   template <std::ranges::input_range Elements = std::initializer_list<Element>>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>

@@ -38,7 +38,7 @@ namespace Tessaly::inline v1 {
 /// iterators are valid until the next change.
 ///
 /// Trivially copyable elements of at most 16 bytes are stored twice. The second copy of an element lies `maxCapacity()`
-/// slots behind the first copy. So even the elements of a ring that wraps are contiguous. A ring of such elements is a
+/// slots after the first copy. So even the elements of a ring that wraps are contiguous. A ring of such elements is a
 /// contiguous range, and `std::span(ring)` gives all elements as an array without a copy.
 ///
 /// **Equality and hash depend on the slots**. Two rings are equal if they have the same capacity, the same
@@ -133,7 +133,7 @@ class RingArray {
   [[nodiscard]] std::int64_t maxCapacity() const noexcept { return maxCapacity_; }
   /// The position of the first element.
   [[nodiscard]] Index startIndex() const noexcept { return startIndex_; }
-  /// The position behind the last element.
+  /// The position after the last element.
   [[nodiscard]] Index endIndex() const noexcept {
     Index end{startIndex_.backendIndex + count_, startIndex_.loopIndex};
     if (end.backendIndex >= maxCapacity_ && count_ > 0) {
@@ -147,7 +147,7 @@ class RingArray {
   /// Whether every slot is occupied. A ring without slots is full.
   [[nodiscard]] bool isFull() const noexcept { return count_ == maxCapacity_; }
 
-  /// Adds an element behind the last. If the ring was full, drops the first and returns it. Does nothing to a ring
+  /// Adds an element after the last. If the ring was full, drops the first and returns it. Does nothing to a ring
   /// without slots. O(1), or O(n) while the slots are shared.
   std::optional<Element> append(Parameter element) {
     if (mark_.isSet()) [[unlikely]]
@@ -277,7 +277,8 @@ class RingArray {
   /// process on overflow.
   [[nodiscard]] Index indexBefore(Index index) const { return loop().before(index); }
   /// The position `distance` steps after `index`, or before it if `distance` is negative. O(1). Stops the process on
-  /// overflow, and if the slot of `index` does not exist. A distance of 0 returns any position unchanged.
+  /// overflow, and if the slot of `index` does not exist. If `distance` is 0, returns `index` unchanged, even if its
+  /// slot does not exist.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
     if (distance == 0) return index;
     loop().checkSlot(index);

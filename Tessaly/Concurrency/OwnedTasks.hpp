@@ -37,10 +37,10 @@ class OwnerExecutor;
 ///   or for a continuation.
 /// - If one of the tasks destroys the object, that task runs to its next wait, as after `delete this`.
 ///
-/// One of these tasks may start another task without naming an isolation. The end of the `OwnedTasks` ends the other
-/// task too, but does not cancel it: the other task ends when it next returns to the isolation. Then the children of
-/// its task groups are cancelled. A task that names an isolation does not belong to the object. Awaiting a task that
-/// ended in this way throws a `CancellationError`.
+/// One of these tasks may start another task without naming an isolation. When the `OwnedTasks` ends, the other task is
+/// not cancelled. It continues, and ends when it next returns to the isolation. At that moment the children of its task
+/// groups are cancelled. Awaiting any task that the end of the `OwnedTasks` has ended throws a `CancellationError`. A
+/// task that names an isolation does not belong to the object.
 ///
 /// Cancellation handlers and destructors of local variables may run inside `end()` or the destructor. They may call
 /// `add` and `end`. A task that they add inside `end()` runs afterwards. A task that they add inside the destructor

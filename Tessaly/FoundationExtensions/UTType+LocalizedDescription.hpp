@@ -14,7 +14,8 @@ namespace Tessaly::inline v1 {
 /// has the names. In a language that the database lacks, the name is English.
 ///
 /// A type without a name in the database has the name of its first supertype that has a name. If no supertype has a
-/// name, the type has the name of unknown files. Without the database the name is the type's identifier.
+/// name, the result is the database's name for files of unknown type. Without the database the name is the type's
+/// identifier.
 ///
 /// The first call for a type reads a file of some 10 KiB. A later call costs a search and a copy of the names.
 ///

@@ -70,7 +70,7 @@ class RingArrayIterator {
     return before;
   }
   /// Moves the iterator by `distance` elements. O(1). Stops the process if the target overflows, lies before slot 0, or
-  /// lies behind the end of the ring. The function does not detect a target between slot 0 and the first element.
+  /// lies after the end of the ring. The function does not detect a target between slot 0 and the first element.
   constexpr RingArrayIterator& operator+=(difference_type distance) {
     difference_type target = 0;
     if (__builtin_add_overflow(offset(), distance, &target) || target < 0 || target > endOffset()) [[unlikely]] {

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The order of the positions in a ring: behind the last slot of one loop comes the first slot of the next. Every
+/// The order of the positions in a ring: after the last slot of one loop comes the first slot of the next. Every
 /// function stops the process on overflow.
 ///
 /// Thread contract: thread-compatible.

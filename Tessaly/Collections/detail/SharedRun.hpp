@@ -69,7 +69,7 @@ class SharedRun {
   [[nodiscard]] Element* begin() noexcept { return begin_; }
   [[nodiscard]] Element* end() noexcept { return end_; }
 
-  /// Whether there is a slot behind the last element and the memory certainly has no other holder.
+  /// Whether there is a slot after the last element and the memory certainly has no other holder.
   [[nodiscard]] bool hasRoom() const noexcept { return end_ != limit_ && !mark_.isSet(); }
   /// Ensures `hasRoom()`. New memory has at least `minimumCapacity` slots.
   [[gnu::noinline]] void makeRoom(std::size_t minimumCapacity) {

@@ -176,7 +176,7 @@ std::size_t FieldEditing::lastPosition(std::string_view text) const noexcept {
   return text.ends_with(suffix) ? text.size() - suffix.size() : text.size();
 }
 
-/// The position of the cursor in a replacement. If the replacement ends with the text behind the cursor, the cursor
+/// The position of the cursor in a replacement. If the replacement ends with the text after the cursor, the cursor
 /// stands before that text. Otherwise the cursor stands after the text before it, or else at the end. The cursor stays
 /// before a suffix that the replacement adds.
 std::size_t FieldEditing::cursorIn(std::string_view replacement, std::string_view before,

@@ -114,7 +114,7 @@ class Engine {
 
   std::unique_ptr<icu::ListFormatter> format_;
   bool isLeftToICU_ = false;
-  /// The texts of each place: before the first item, between two items, and behind the last item.
+  /// The texts of each place: before the first item, between two items, and after the last item.
   std::array<std::array<std::string, 3>, 4> around_;
 };
 

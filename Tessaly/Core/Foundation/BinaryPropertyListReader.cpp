@@ -71,7 +71,7 @@ class Reader {
     if (offset > table_ || size > table_ - offset) fail("has an object that ends outside the file", offset);
   }
 
-  /// The length of the object at `offset`. Moves `offset` behind the length.
+  /// The length of the object at `offset`. Moves `offset` after the length.
   std::uint64_t count(std::size_t& offset, unsigned low) const {
     if (low < 0xF) return low;
     require(offset, 1);

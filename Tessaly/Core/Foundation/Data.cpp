@@ -69,7 +69,7 @@ std::string Data::base64EncodedString() const {
   std::string text((source.size() + 2) / 3 * 4, '\0');
   for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {
     const auto piece = source.subspan(i, std::min(largestBase64Piece, source.size() - i));
-    // The function writes a zero behind the digits. The next piece overwrites this zero. The zero of the last piece is
+    // The function writes a zero after the digits. The next piece overwrites this zero. The zero of the last piece is
     // the end of the string.
     EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + i / 3 * 4), piece.data(),
                     static_cast<int>(piece.size()));

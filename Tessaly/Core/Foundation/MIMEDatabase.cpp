@@ -60,7 +60,7 @@ std::string decodedEntities(std::string_view text) {
   return decoded;
 }
 
-/// Calls a function for each tag with the name. The arguments are the attributes of the tag and the text behind the
+/// Calls a function for each tag with the name. The arguments are the attributes of the tag and the text after the
 /// tag.
 template <typename Function>
 void forEachTag(std::string_view xml, std::string_view name, Function function) {

@@ -91,7 +91,7 @@ class Pool final : public Executor {
     ++count_;
   }
 
-  /// Queues the job behind the other jobs of the family. A job of another priority waits as a single job.
+  /// Queues the job after the other jobs of the family. A job of another priority waits as a single job.
   void pushInFamily(Job& job, JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
     if (const Job* const sibling = family.jobs.first(); sibling == nullptr) {
       families_[level].prepend(family);
@@ -228,7 +228,7 @@ class Pool final : public Executor {
     state.mayHandOver = false;
   }
 
-  /// Queues a job behind the waiting jobs, and returns the next job. If no waiting job goes before the given job,
+  /// Queues a job after the waiting jobs, and returns the next job. If no waiting job goes before the given job,
   /// returns the given job.
   Job* trade(Job& job, JobFamily* family) {
     // A job that is enqueued at this moment comes after `job`.

@@ -109,7 +109,7 @@ void ForwardEdit::appendRun(std::int64_t length, SharedAttributes attributes) {
   }
 }
 
-/// The runs behind a place of the finished text, in order.
+/// The runs after a place of the finished text, in order.
 std::vector<ForwardEdit::Run> ForwardEdit::doneRunsFrom(std::int64_t location) {
   std::vector<Run> found;
   std::size_t number = runs_.size();

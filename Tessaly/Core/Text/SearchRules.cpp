@@ -32,7 +32,7 @@ constexpr bool looksAhead(char32_t kana) noexcept { return isOneOf(kana, U"っ�
 constexpr char32_t iteration = U'々';
 
 /// Whether the ideograph may have another reading before `next`. A space counts too, because the deciding scalar may
-/// stand behind the space.
+/// stand after the space.
 constexpr bool hasOwnReadingBefore(char32_t ideograph, char32_t next) noexcept {
   switch (ideograph) {
     case U'藏':
@@ -127,7 +127,7 @@ bool SearchRun::appendLetter(SearchScalar found) {
   return kind == SearchKind::latin || std::ranges::none_of(found.text(), isSign) || note(sign, han);
 }
 
-/// Replaces the current letter with the letter that it composes with the accents behind it.
+/// Replaces the current letter with the letter that it composes with the accents after it.
 void SearchRun::composeGreek() {
   for (;;) {
     const char32_t composed = composedScalar(scalar(), next());

@@ -66,7 +66,7 @@ FileType typeOf(const dirent& entry) noexcept {
   return entry.d_type == DT_LNK ? FileType::symbolicLink : FileType::other;
 }
 
-/// Whether only the entry is unreadable. FUSE gives `ENOTCONN` if the program behind a volume has ended, and `EACCES`
+/// Whether only the entry is unreadable. FUSE gives `ENOTCONN` if the program of a volume has ended, and `EACCES`
 /// for the volumes of other users.
 bool isOfEntryAlone(std::int64_t error, int directory) noexcept {
   if (error == EACCES) return ::faccessat(directory, ".", X_OK, AT_EACCESS) == 0;

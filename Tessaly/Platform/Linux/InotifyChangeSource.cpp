@@ -25,7 +25,7 @@ constexpr std::uint32_t fileEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN
 constexpr int maximalLinks = 40;
 
 /// Whether an error of a watch says that nothing can be reached at the path. Remote volumes give `ESTALE` and `EIO` for
-/// a name whose file was replaced there, and FUSE gives `ENOTCONN` if the program behind a volume has ended.
+/// a name whose file was replaced there, and FUSE gives `ENOTCONN` if the program of a volume has ended.
 bool isMissing(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG || error == ESTALE ||
          error == EIO || error == ENOTCONN;

@@ -85,7 +85,7 @@ void SettingsStore::leaveJournal() {
                                : *intact ? readNews()
                                          : failure(StoreFault::overwritten);
     isFormerJournalLost_ = !read && read.error().fault == StoreFault::overwritten;
-    // The records behind the part that was read are unknown.
+    // The records after the part that was read are unknown.
     if (!read && !isFormerJournalLost_) journal_.forgetNonce();
   }
   journal_.close();

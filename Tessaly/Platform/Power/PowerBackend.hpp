@@ -40,9 +40,9 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// The services' answers to the requests for the latest assertion. An assertion that no service granted also counts as
-/// the latest one. An assertion keeps the display awake. The backend makes requests when it creates the assertion, and
-/// again after the assertion has lost its service.
+/// An assertion keeps the display awake. This is how the services answered the requests for the latest assertion, which
+/// may be one that no service granted. The backend makes requests when it creates the assertion, and again after the
+/// assertion has lost its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {

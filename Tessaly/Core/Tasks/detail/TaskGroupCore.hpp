@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// The links in the group's chain `added_` (`next` only) or in the group's list `listed_`. A collected child is in
-  /// neither. An ended child is collected when it moves to the group's `ready_`.
+  /// The links in the group's chain `added_` (`next` only) or in the group's list `listed_`. A child that has moved to
+  /// the group's `ready_` (a collected child) is in neither.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.

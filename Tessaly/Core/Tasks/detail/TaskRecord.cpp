@@ -83,7 +83,7 @@ void TaskRecord::resumeWaiters(std::uintptr_t word) noexcept {
     // A waiter whose task is scheduled may be gone.
     TaskRecord& task = *inOrder->task;
     inOrder = inOrder->next;
-    // Only the last task may be traded, because no other task may be behind a traded task.
+    // Only the last task may be traded, because no other task may be after a traded task.
     inOrder != nullptr ? task.schedule() : task.scheduleAtEndOfJob();
   }
 }

@@ -14,7 +14,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// An edit that changes a text from its beginning to its end, in O(n). The same calls on the text itself have the same
-/// result. But each of those calls moves all code units and attribute runs behind its range.
+/// result. But each of those calls moves all code units and attribute runs after its range.
 ///
 /// The constructor moves the contents out of the text. The destructor moves the changed contents back into it. Until
 /// then the caller must not use the text. The text must outlive the edit.

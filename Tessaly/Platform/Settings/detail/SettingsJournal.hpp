@@ -124,12 +124,12 @@ struct JournalRecord {
 };
 
 /// Finds the records in a part of a journal, and skips all other bytes. A killed process may leave an incomplete
-/// record, and other processes append their records behind it.
+/// record, and other processes append their records after it.
 ///
 /// Thread contract: thread-compatible.
 class JournalReader {
  public:
-  /// The bytes must begin right behind the header, or right behind the last record that an earlier reader returned.
+  /// The bytes must begin directly after the header, or directly after the last record that an earlier reader returned.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
   /// The next record, or nothing if no whole record is left. The `key` and the `value` of the record are views into the
@@ -141,7 +141,7 @@ class JournalReader {
   /// The bytes of damaged records before `position`. Includes the records with a damaged length field that `next` has
   /// returned. Does not include an incomplete record whose writer was killed.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
-  /// The bytes of damaged records behind the last whole record. Call this function after `next` has returned nothing.
+  /// The bytes of damaged records after the last whole record. Call this function after `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
 
  private:
@@ -161,7 +161,7 @@ struct JournalContents {
   /// If the header is damaged, only `nonce` is set. If the header is of a later version, only `version` is set.
   JournalHeader header;
   bool isHeaderDamaged = false;
-  /// The bytes behind the header.
+  /// The bytes after the header.
   std::string_view records;
 
   /// The journal in the bytes. If the header is damaged, this function tries several nonces and uses the first nonce

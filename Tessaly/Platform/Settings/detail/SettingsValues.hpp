@@ -111,7 +111,7 @@ class TESSALY_EXPORT SettingsValues {
   /// load begins with the values in memory, because a missing file does not mean that the values were removed.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
   struct Replayed {
-    /// The position in `JournalContents::records` behind the last whole record.
+    /// The byte offset in `JournalContents::records` directly after the last whole record.
     std::size_t position = 0;
     bool isDamaged = false;
   };
