@@ -283,8 +283,9 @@ class FormatterHook {
     return true;
   }
 
-  /// Replaces the whole text as a change that can be undone. If a deletion led to the replacement, this function first
-  /// erases the range `deletion`, so that no selection remains. Returns whether this hook and its field still exist.
+  /// Replaces the whole text as a change that can be undone. If the user tried to delete a range, `deletion` must be
+  /// that range. This function then erases the range first, so that no selection remains. Otherwise `deletion` must be
+  /// empty. Returns whether this hook and its field still exist.
   [[nodiscard]] bool replace(const std::string& replacement, int cursor, const Deletion& deletion) {
     if (replacement != text_.get()) {
       remember();

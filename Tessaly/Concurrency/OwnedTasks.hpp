@@ -33,14 +33,17 @@ class OwnerExecutor;
 /// - A task may be on the pool, on a blocking thread or in another isolation at that moment. It continues there and
 ///   sees that it is cancelled. It must own the objects that it uses there. When it returns to the object's isolation,
 ///   its variables and its closure are destroyed there, after the children of its task groups have ended. The
-///   destructors of these variables must not use the object. The same rules hold for a task that waits for another task
-///   or for a continuation.
+///   destructors of these variables must not use the object. A task that waits for another task or for a continuation
+///   goes on waiting. When that wait ends, the task ends by the same rules.
 /// - If one of the tasks destroys the object, that task runs to its next wait, as after `delete this`.
 ///
-/// One of these tasks may start another task without naming an isolation. When the `OwnedTasks` ends, the other task is
-/// not cancelled. It continues, and ends when it next returns to the isolation. At that moment the children of its task
-/// groups are cancelled. Awaiting any task that the end of the `OwnedTasks` has ended throws a `CancellationError`. A
-/// task that names an isolation does not belong to the object.
+/// A task of the object may itself start a task:
+/// - Without a named isolation, the started task runs in the object's isolation too. The destruction does not cancel
+///   it. It continues, and ends when it next returns to that isolation. At that moment the children of its task groups
+///   are cancelled.
+/// - With a named isolation, the destruction does not affect the started task.
+///
+/// If the destruction ends a task, awaiting that task throws a `CancellationError`.
 ///
 /// Cancellation handlers and destructors of local variables may run inside `end()` or the destructor. They may call
 /// `add` and `end`. A task that they add inside `end()` runs afterwards. A task that they add inside the destructor

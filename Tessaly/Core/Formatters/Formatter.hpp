@@ -55,8 +55,8 @@ class TESSALY_EXPORT Formatter : public Object {
  protected:
   Formatter() noexcept = default;
 
-  /// The text in an object: a `std::string`, `std::string_view`, `const char*` or `char*`. Absent for a null pointer and
-  /// for every other object.
+  /// The text in an object: a `std::string`, `std::string_view`, `const char*` or `char*`. Absent for a null pointer
+  /// and for every other object.
   [[nodiscard]] static std::optional<std::string> text(const std::any& object);
 };
 

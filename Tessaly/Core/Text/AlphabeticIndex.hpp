@@ -17,9 +17,9 @@ namespace detail {
 class IndexBuckets;
 }
 
-/// The sections of an alphabetical list and their labels, as in an address book: "A" to "Z", with a section that is
-/// labelled "…" before and after them. A Swedish index has "Å", "Ä" and "Ö" after "Z"; a Japanese index has "あ", "か",
-/// "さ". The labels are those of CLDR.
+/// The sections of an alphabetical list and their labels, as in an address book. An English index has the labels "A" to
+/// "Z". One section before "A" and one section after "Z" have an ellipsis, "…", as their label. A Swedish index has
+/// "Å", "Ä" and "Ö" after "Z"; a Japanese index has "あ", "か", "さ". The labels are those of CLDR.
 ///
 /// The sections stand in the order of `Collator`, so each section is one run of a list that is sorted with the same
 /// locale. Texts before the first letter, such as numbers, belong to the first section, "…". Texts of other scripts
