@@ -39,8 +39,8 @@ class OwnerExecutor;
 ///
 /// A task of the object may itself start a task:
 /// - Without a named isolation, the started task runs in the object's isolation too. The destruction does not cancel
-///   it. It continues, and ends when it next returns to that isolation. At that moment the children of its task groups
-///   are cancelled.
+///   its present wait or its work elsewhere. When it would next run in that isolation, it ends instead. At that moment
+///   the children of its task groups are cancelled.
 /// - With a named isolation, the destruction does not affect the started task.
 ///
 /// If the destruction ends a task, awaiting that task throws a `CancellationError`.

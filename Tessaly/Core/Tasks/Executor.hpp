@@ -41,8 +41,9 @@ class Job {
   /// serves timers, `run()` passes the job to the global executor instead.
   TESSALY_EXPORT void run() noexcept;
 
-  /// Calls the job's function without making the separate state that `run()` makes. Only for executors of the library
-  /// that have already made a `JobScope` or need none.
+  /// Calls the job's function without a new `JobScope`. `run()` makes such a scope, so that the job cannot see the
+  /// state of a job below it on the stack. Only for executors of the library that have already made a `JobScope` or
+  /// need none.
   void runInScope() noexcept { function_(*this); }
 
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }

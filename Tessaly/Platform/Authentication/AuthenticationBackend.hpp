@@ -49,7 +49,7 @@ class TESSALY_EXPORT LAContext {
 
 /// The system's way to authenticate the user.
 ///
-/// Hosts use `LocalAuthenticationService`.
+/// Applications use `LocalAuthenticationService` instead of this class.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -22,7 +22,7 @@ enum class DeviceSource : std::uint8_t {
 
 /// The named values of the system that describe the device.
 ///
-/// Hosts use `DeviceService` instead of this class.
+/// Applications use `DeviceService` instead of this class.
 ///
 /// Thread contract: thread-safe.
 ///

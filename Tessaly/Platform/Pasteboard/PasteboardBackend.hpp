@@ -51,7 +51,7 @@ struct PasteboardStatus {
 
 /// The general pasteboard, which other programs paste from.
 ///
-/// Hosts use `PasteboardService`.
+/// Applications use `PasteboardService` instead of this class.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -66,7 +66,7 @@ struct PowerStatus {
 
 /// The system's power management.
 ///
-/// Hosts use `SleepHandler`.
+/// Applications use `SleepHandler` instead of this class.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -20,10 +20,10 @@ namespace Tessaly::inline v1::detail {
 /// The observer stays registered with the points of the most recent run of the function. While later runs read the same
 /// points in the same order, a change costs neither an allocation nor a registration.
 ///
-/// Each notification runs `step()`, which calls the function. A change that `step()` makes outside the function is
-/// delivered at once, in a nested step. The observer ignores a change that the function itself makes. If another thread
-/// makes a change during a step, the thread in the step makes one more step. So at least one step begins after each
-/// change by another thread.
+/// Each notification runs `step()`, which calls the function. If `step()` makes a change before or after it calls the
+/// observed function, that change is delivered at once, in a nested step. The observer ignores a change that the
+/// function itself makes. If another thread makes a change during a step, the thread in the step makes one more step.
+/// So at least one step begins after each change by another thread.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {

@@ -101,7 +101,8 @@ class TESSALY_EXPORT ObservationPoint {
   /// Calls a registered observer, as a change does.
   void call(PointObserver& observer) noexcept;
   /// Ends an observer's registration. If a thread is calling the observer, that thread discards the observer's captures
-  /// after the call. Otherwise this function discards them. Returns whether another thread will discard them.
+  /// after the call. Otherwise this function discards them. Returns true if a thread is calling the observer and is not
+  /// the current thread.
   [[nodiscard]] bool remove(PointObserver& observer) noexcept;
 
  private:
