@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -55,7 +56,12 @@ void InotifyObjectSource::resume() {
     isScheduled_ = true;
   }
   bool isGone = false;
-  const int watch = this->watch(isGone);
+  int watch = 0;
+  try {
+    watch = this->watch(isGone);
+  } catch (const std::bad_alloc&) {
+    watch = -ENOMEM;  // Thrown below as an error of the system, after the end of the start.
+  }
   bool isCancelled = false;
   {
     UnfairLock::Guard guard(lock_);
