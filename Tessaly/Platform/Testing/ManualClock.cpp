@@ -44,7 +44,7 @@ void ManualClock::advance(std::chrono::nanoseconds duration) {
       UnfairLock::Guard guard(lock_);
       due = timers_->first();
       if (due == nullptr || due->deadline() > target) {
-        now_ = target;
+        now_ = std::max(now_, target);  // A timer's function may have advanced the clock further.
         return;
       }
       now_ = due->deadline();

@@ -131,6 +131,25 @@ TEST(ManualClock, MovesForwardOnlyAndNotBeyondTheMaximum) {
   EXPECT_EQ(clock.now(), std::chrono::nanoseconds::max());
 }
 
+TEST(ManualClock, TimerMayAdvanceTheClockFurther) {
+  struct Advancing final : ClockTimer {
+    explicit Advancing(ManualClock& owner)
+        : ClockTimer([](ClockTimer& timer) noexcept { static_cast<Advancing&>(timer).clock.advance(20ns); }),
+          clock(owner) {}
+    ManualClock& clock;
+  };
+  ManualClock clock;
+  Advancing early(clock);
+  Advancing late(clock);
+  early.setDeadline(3ns);
+  late.setDeadline(15ns);
+  clock.add(early);
+  clock.add(late);
+  clock.advance(5ns);
+  EXPECT_EQ(clock.timerCount(), 0u);
+  EXPECT_EQ(clock.now(), 35ns);
+}
+
 TEST(ManualClock, FiresInOrderEachAtItsDeadline) {
   ManualClock clock;
   std::vector<std::int64_t> seen;
