@@ -133,7 +133,7 @@ void ScriptedFileManager::moveItem(const URL& source, const URL& destination) {
 void ScriptedFileManager::removeItem(const URL& url) { return remove ? remove(url) : system_.removeItem(url); }
 
 void ScriptedFileManager::setIsExcludedFromBackup(bool isExcluded, const URL& url) {
-  if (excludeFromBackup) return excludeFromBackup(url);
+  if (const auto& answer = isExcluded ? excludeFromBackup : includeInBackup) return answer(url);
   system_.setIsExcludedFromBackup(isExcluded, url);
 }
 

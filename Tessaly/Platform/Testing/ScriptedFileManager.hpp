@@ -43,6 +43,7 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<std::optional<std::int64_t>(const URL&)> capacity;
   std::function<std::optional<URL>(const std::optional<std::string>&)> ubiquityContainer;
   std::function<void(const URL&)> excludeFromBackup;
+  std::function<void(const URL&)> includeInBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
   /// Makes every active source report `event`, even if the source's mask lacks this event. A source is active if it is

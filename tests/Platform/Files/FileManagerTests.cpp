@@ -60,6 +60,16 @@ TEST_F(FileManagerTest, InstallationReplacesTheDefaultForItsScope) {
   EXPECT_EQ(&FileManager::default_(), &files);
 }
 
+TEST(ScriptedFileManager, ExclusionFromBackupsHasItsOwnAnswer) {
+  ScriptedFileManager files;
+  std::vector<std::string> calls;
+  files.excludeFromBackup = [&](const URL& url) { calls.push_back("exclude " + url.path()); };
+  files.includeInBackup = [&](const URL& url) { calls.push_back("include " + url.path()); };
+  files.setIsExcludedFromBackup(true, URL::fileURLWithPath("/a"));
+  files.setIsExcludedFromBackup(false, URL::fileURLWithPath("/b"));
+  EXPECT_EQ(calls, (std::vector<std::string>{"exclude /a", "include /b"}));
+}
+
 TEST(FileManagerDeathTest, InstallingNullStopsTheProcess) {
   EXPECT_DEATH(FileManagerInstallation(nullptr),
                "Tessaly/BackendInstallation:[0-9]+: Fatal error: There is no backend");
