@@ -9,6 +9,12 @@
 #include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
 
 namespace Tessaly::inline v1 {
+namespace {
+
+/// Whether no process can store a value of this depth.
+bool isTooDeep(std::uint32_t depth) noexcept { return depth >= PropertyList::maximumDepth; }
+
+}  // namespace
 
 InMemoryUserDefaults::InMemoryUserDefaults()
     : table_(std::make_unique<detail::SettingsTable>()), observers_(std::make_unique<detail::KeyValueObservers>()) {}
@@ -33,14 +39,13 @@ void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
 }
 
 bool InMemoryUserDefaults::admits(std::uint32_t depth) {
-  const bool isTooDeep = depth >= PropertyList::maximumDepth;
   const UnfairLock::Guard guard(lock_);
-  if (isTooDeep) {
+  if (isTooDeep(depth)) {
     status_.problem = UserDefaultsProblem::valueTooLarge;
   } else if (status_.problem == UserDefaultsProblem::valueTooLarge) {
     status_.problem = UserDefaultsProblem::none;
   }
-  return !isTooDeep;
+  return !isTooDeep(depth);
 }
 
 void InMemoryUserDefaults::setValuesForKeys(KeyedValues keyedValues) {
@@ -60,6 +65,7 @@ void InMemoryUserDefaults::removeObject(std::string_view forKey) {
 }
 
 void InMemoryUserDefaults::setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey) {
+  if (value && isTooDeep(value->depth())) return;
   change(forKey, value, ChangeOrigin::otherProcess);
 }
 

@@ -49,8 +49,9 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes a value as another process would. An absent value removes the key. If the stored value changes, notifies
-  /// the observers on the calling thread, with `ChangeOrigin::otherProcess`.
+  /// Writes a value as another process would. An absent value removes the key. A value that is nested too deep to be
+  /// stored changes nothing. If the stored value changes, notifies the observers on the calling thread, with
+  /// `ChangeOrigin::otherProcess`.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
   /// Sets the result of `status()`. Later calls of `set` and `setValuesForKeys` still set or clear the problem
   /// `valueTooLarge`.

@@ -256,6 +256,19 @@ TEST(InMemoryUserDefaults, RefusesAValueThatIsNestedTooDeep) {
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
 }
 
+TEST(InMemoryUserDefaults, NoOtherProcessStoresAValueThatIsNestedTooDeep) {
+  const auto store = InMemoryUserDefaults::make();
+  PropertyList deep = 1;
+  while (deep.depth() + 1 < PropertyList::maximumDepth) deep = PropertyList::Array{deep};
+  store->setFromElsewhere(deep, "a");
+  EXPECT_EQ(store->value("a"), deep);
+  store->setFromElsewhere(PropertyList::Array{deep}, "a");
+  EXPECT_EQ(store->value("a"), deep);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  store->setFromElsewhere(std::nullopt, "a");
+  EXPECT_EQ(store->value("a"), std::nullopt);
+}
+
 TEST(InMemoryUserDefaults, RepeatedDateWithoutANumberNotifiesNoObserver) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
