@@ -19,6 +19,16 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+
+template <typename Enumeration>
+[[noreturn]] void stopAtUnknownCase() noexcept {
+  fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is not one of its cases"),
+             "Tessaly/RawValues", __LINE__);
+}
+
+}  // namespace detail
+
 /// The cases (enumerators) of an enumeration, and the stored text of each case. Made by `textRawValues`.
 ///
 /// Thread contract: thread-safe. A search is linear in the number of cases.
@@ -45,8 +55,7 @@ class TextRawValues {
     for (const auto& [known, text] : cases_) {
       if (known == value) return RawValue(text);
     }
-    fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is not one of its cases"),
-               "Tessaly/RawValues", __LINE__);
+    detail::stopAtUnknownCase<Enumeration>();
   }
   /// The texts of all cases, in the order of the cases in the call of `textRawValues`.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
@@ -79,11 +88,15 @@ class IntegerRawValues {
     const auto found = std::ranges::find(cases_, rawValue, [](Enumeration known) { return std::to_underlying(known); });
     return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
-  [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
+  /// The integer of a case. Stops the process for a value that is not one of the cases.
+  [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept {
+    if (std::ranges::find(cases_, value) == cases_.end()) detail::stopAtUnknownCase<Enumeration>();
+    return std::to_underlying(value);
+  }
   /// The integers of all cases, in the order of the cases in the call of `integerRawValues`.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
     std::vector<RawValue> all;
-    for (const Enumeration value : cases_) all.push_back(rawValue(value));
+    for (const Enumeration value : cases_) all.push_back(std::to_underlying(value));
     return all;
   }
 

