@@ -27,7 +27,7 @@ namespace Tessaly::inline v1 {
 /// A pass is one call of the observed function (`apply`), and then the calls of the callbacks with its result. After
 /// the end of the observation no pass begins, and a queued pass does nothing. If a pass is running or queued, the
 /// captures of the callbacks are released after that pass, and otherwise at once. The token does not wait for a pass on
-/// another thread.
+/// another thread. A pass that begins on another thread at the same time as the end may still run.
 ///
 /// Stops the process: a call of `cancel()` or `store()` on a token that was moved from.
 ///

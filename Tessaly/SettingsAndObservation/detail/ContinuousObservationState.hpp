@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// the next change.
 class TESSALY_EXPORT ContinuousObservationState {
  public:
-  /// Whether the observation has ended. A relaxed load suffices, because a stale result only delays the end by one
-  /// pass.
+  /// Whether the observation has ended. A relaxed load suffices, because it sees every end that happens before it. If
+  /// another thread ends the observation at the same time, one more pass may run.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
   /// Ends the observation and releases the captures of its functions. If a pass is running or queued, the captures are
   /// released after that pass.
