@@ -16,7 +16,8 @@ namespace detail {
 
 class GtkPasteboard final : public ToolkitPasteboard {
  public:
-  GtkPasteboard() : ToolkitPasteboard(server()), clipboard_(gdk_display_get_clipboard(gdk_display_get_default())) {
+  GtkPasteboard() : ToolkitPasteboard(server()), clipboard_(clipboard()) {
+    if (clipboard_ == nullptr) return;
     g_signal_connect_swapped(clipboard_, "changed", G_CALLBACK(+[](GtkPasteboard* self) {
                                self->setIsOwner(gdk_clipboard_is_local(self->clipboard_) != 0);
                              }),
@@ -25,12 +26,19 @@ class GtkPasteboard final : public ToolkitPasteboard {
 
  private:
   static PasteboardServer server() {
-    const std::string_view name = G_OBJECT_TYPE_NAME(gdk_display_get_default());
+    GdkDisplay* const display = gdk_display_get_default();
+    if (display == nullptr) return PasteboardServer::none;
+    const std::string_view name = G_OBJECT_TYPE_NAME(display);
     if (name == "GdkWaylandDisplay") return PasteboardServer::wayland;
     return name == "GdkX11Display" ? PasteboardServer::x11 : PasteboardServer::none;
   }
 
-  void offer(const OfferedTexts& texts) override {
+  static GdkClipboard* clipboard() {
+    GdkDisplay* const display = gdk_display_get_default();
+    return display == nullptr ? nullptr : gdk_display_get_clipboard(display);
+  }
+
+  bool offer(const OfferedTexts& texts) override {
     GdkContentProvider* content = gdk_content_provider_new_typed(G_TYPE_STRING, texts.plain().c_str());
     if (texts.url) {
       const std::string list = *texts.url + "\r\n";
@@ -39,11 +47,15 @@ class GtkPasteboard final : public ToolkitPasteboard {
       g_bytes_unref(bytes);
       content = gdk_content_provider_new_union(both, 2);  // The union owns both providers.
     }
-    setIsOwner(gdk_clipboard_set_content(clipboard_, content) != 0);
+    const bool isAccepted = gdk_clipboard_set_content(clipboard_, content) != 0;
     g_object_unref(content);
+    return isAccepted;
   }
-  void disconnect() override { g_signal_handlers_disconnect_by_data(clipboard_, this); }
+  void disconnect() override {
+    if (clipboard_ != nullptr) g_signal_handlers_disconnect_by_data(clipboard_, this);
+  }
 
+  /// Null if there is no display.
   GdkClipboard* const clipboard_;
 };
 

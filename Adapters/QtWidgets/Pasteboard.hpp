@@ -30,12 +30,13 @@ class QtPasteboard final : public ToolkitPasteboard {
     return name == "xcb" ? PasteboardServer::x11 : PasteboardServer::none;
   }
 
-  void offer(const OfferedTexts& texts) override {
+  bool offer(const OfferedTexts& texts) override {
     auto* data = new QMimeData;  // The clipboard owns the data.
     data->setText(QString::fromStdString(texts.plain()));
     if (texts.url) data->setUrls({QUrl::fromEncoded(QByteArray::fromStdString(*texts.url))});
     QGuiApplication::clipboard()->setMimeData(data);
-    setIsOwner(true);
+    // After a refusal, the clipboard has other data, but `ownsClipboard` is still true.
+    return QGuiApplication::clipboard()->mimeData() == data;
   }
   void disconnect() override { QObject::disconnect(connection_); }
 

@@ -26,8 +26,9 @@ struct OfferedTexts {
 };
 
 /// The common part of the pasteboards of every toolkit. If a thread other than the main thread writes, the toolkit
-/// receives the latest texts later, on the main thread. The object must live until the process ends, because other
-/// threads may still use it. `PasteboardBackendInstallation` keeps the object alive.
+/// receives the latest texts later, on the main thread, and only `status()` reports their refusal. The object must live
+/// until the process ends, because other threads may still use it. `PasteboardBackendInstallation` keeps the object
+/// alive.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {
@@ -41,19 +42,18 @@ class ToolkitPasteboard : public PasteboardBackend {
   bool setString(std::string_view text, PasteboardType type) final {
     if (server_ == PasteboardServer::none || !isOpen_) return false;
     add(text, type);
-    if (MainQueue::isMainThread()) {
-      offer(texts());
-    } else {
-      // The task reads the latest texts, because the tasks of two threads may run in another order than the writes.
-      Task<>::detached({.isolation = Isolation::main()}, [this] {
-        if (isOpen_) offer(texts());
-      });
-    }
+    if (MainQueue::isMainThread()) return offerTexts();
+    // The task reads the latest texts, because the tasks of two threads may run in another order than the writes.
+    Task<>::detached({.isolation = Isolation::main()}, [this] {
+      if (isOpen_) offerTexts();
+    });
     return true;
   }
   [[nodiscard]] PasteboardStatus status() const final {
     if (server_ == PasteboardServer::none) return {.problem = PasteboardProblem::noDisplay};
-    return {.server = server_, .problem = PasteboardProblem::none, .isOwner = isOwner_};
+    if (!isOpen_) return {.server = server_, .problem = PasteboardProblem::displayLost};
+    const PasteboardProblem problem = isRefused_ ? PasteboardProblem::refused : PasteboardProblem::none;
+    return {.server = server_, .problem = problem, .isOwner = isOwner_};
   }
 
   /// Disconnects from the toolkit. Afterwards `setString` returns false, and the toolkit may be shut down.
@@ -69,8 +69,15 @@ class ToolkitPasteboard : public PasteboardBackend {
   void setIsOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
 
  private:
-  /// Passes the texts to the toolkit, which offers them to other programs. Runs on the main thread.
-  virtual void offer(const OfferedTexts& texts) = 0;
+  /// Passes the texts to the toolkit, which offers them to other programs. Returns whether the toolkit accepted them.
+  /// Runs on the main thread.
+  virtual bool offer(const OfferedTexts& texts) = 0;
+  bool offerTexts() {
+    const bool isAccepted = offer(texts());
+    isRefused_ = !isAccepted;
+    isOwner_ = isAccepted;
+    return isAccepted;
+  }
   /// Disconnects the handlers of the toolkit's signals. Runs on the main thread.
   virtual void disconnect() = 0;
 
@@ -87,6 +94,7 @@ class ToolkitPasteboard : public PasteboardBackend {
   const PasteboardServer server_;
   std::atomic<bool> isOpen_ = true;
   std::atomic<bool> isOwner_ = false;
+  std::atomic<bool> isRefused_ = false;
   std::mutex mutex_;
   bool isNew_ = false;
   OfferedTexts texts_;

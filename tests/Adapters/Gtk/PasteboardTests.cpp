@@ -45,5 +45,14 @@ class GtkPasteboardOfTest : public testing::Test {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, ToolkitPasteboards, GtkPasteboardOfTest);
 
+TEST(GtkPasteboardWithoutDisplay, AbsentDisplayIsReported) {
+  ::unsetenv("DISPLAY");
+  ::setenv("GDK_BACKEND", "x11", 1);
+  ASSERT_FALSE(gtk_init_check());
+  const Gtk4::PasteboardAdapter adapter;
+  EXPECT_FALSE(PasteboardBackend::current().setString("text", PasteboardType::string));
+  EXPECT_EQ(PasteboardBackend::current().status(), (PasteboardStatus{.problem = PasteboardProblem::noDisplay}));
+}
+
 }  // namespace
 }  // namespace Tessaly

@@ -10,6 +10,8 @@
 #include "Tessaly/Adapters/QtWidgets/Pasteboard.hpp"
 #include "tests/Adapters/ToolkitPasteboards.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -43,6 +45,15 @@ class QtPasteboardOfTest : public testing::Test {
   std::optional<Qt6::MainLoopAdapter> loop_;
   std::optional<Qt6::PasteboardAdapter> pasteboard_;
 };
+
+/// The display refuses contents that are older than those of the other program.
+TEST_F(QtPasteboardOfTest, RefusalOfTheDisplayIsReported) {
+  PasteboardBackend& pasteboard = PasteboardBackend::current();
+  EXPECT_TRUE(pasteboard.setString("ours", PasteboardType::string));
+  const Tests::Process other({"sh", "-c", "printf theirs | exec xclip -quiet -selection clipboard"});
+  EXPECT_TRUE(Tests::waitUntil([&] { return !pasteboard.setString("refused", PasteboardType::string); }));
+  EXPECT_EQ(pasteboard.status(), (PasteboardStatus{PasteboardServer::x11, PasteboardProblem::refused, false}));
+}
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, ToolkitPasteboards, QtPasteboardOfTest);
 
