@@ -50,11 +50,11 @@ ObservationToken followChanges(Compute compute, Set set) {
   return follow(std::move(compute), SetOfChanges<Value, Set>(std::move(set)));
 }
 
-/// Returns a function that computes a value from a model, and does not keep the model alive. After the model has been
-/// destroyed, the result of the function is absent.
+/// Returns a function that computes a value from a model, and does not keep the model alive. The result of the function
+/// is absent after the model has been destroyed, and if `compute` returns an absent value.
 template <typename Model, typename Compute>
 auto whileAlive(const std::shared_ptr<Model>& model, Compute compute) {
-  using Value = std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>;
+  using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>>::Type;
   return [weak = std::weak_ptr<Model>(model), compute = std::move(compute)]() mutable -> std::optional<Value> {
     const std::shared_ptr<Model> alive = weak.lock();
     if (alive == nullptr) return std::nullopt;

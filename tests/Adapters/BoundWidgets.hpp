@@ -88,6 +88,24 @@ TYPED_TEST_P(BoundWidget, AbsentValueGivesNoUpdate) {
   EXPECT_EQ(this->set_, (std::vector<std::string>{"one 0", "one 2"}));
 }
 
+TYPED_TEST_P(BoundWidget, AbsentValueOfAModelGivesNoUpdate) {
+  this->record(this->song_,
+               [](Song& song) { return song.plays.value() == 1 ? std::nullopt : std::optional(song.label()); });
+  this->song_->plays = 1;
+  this->turn();
+  this->song_->plays = 2;
+  this->turn();
+  EXPECT_EQ(this->set_, (std::vector<std::string>{"one 0", "one 2"}));
+}
+
+TYPED_TEST_P(BoundWidget, SetterTakesThePresentValueOfAModel) {
+  this->bindLabelText(this->song_, [](Song& song) { return std::optional(song.label()); });
+  EXPECT_EQ(this->labelText(), "one 0");
+  this->song_->title = "two";
+  this->turn();
+  EXPECT_EQ(this->labelText(), "two 0");
+}
+
 TYPED_TEST_P(BoundWidget, WidgetMayEndFirst) {
   this->record([song = this->song_] { return song->label(); });
   EXPECT_EQ(this->song_.use_count(), 2);
@@ -262,7 +280,8 @@ TYPED_TEST_P(BoundWidget, HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(BoundWidget, LabelFollowsTheModel, ManyChangesInOneTurnGiveOneUpdate,
-                            EqualValueGivesNoUpdate, AbsentValueGivesNoUpdate, WidgetMayEndFirst, ModelMayEndFirst,
+                            EqualValueGivesNoUpdate, AbsentValueGivesNoUpdate, AbsentValueOfAModelGivesNoUpdate,
+                            SetterTakesThePresentValueOfAModel, WidgetMayEndFirst, ModelMayEndFirst,
                             ChangeOnAnotherThreadArrivesOnTheMainThread, ChangeInsideTheUpdateIsFollowedInTheNextTurn,
                             CheckButtonFollowsAndStoresItsSetting, SliderFollowsTheRuleOfItsKey,
                             WidgetDoesNotStoreTheEndOfItsOwnRange, ListFollowsAndStoresItsSetting,

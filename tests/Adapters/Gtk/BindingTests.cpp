@@ -61,9 +61,9 @@ class GtkWidgetsOfTest : public testing::Test {
   void bindLabel(Set set, Source... source) {
     Gtk4::bind(label_, [set](GtkLabel*, const char* text) mutable { set(text); }, std::move(source)...);
   }
-  template <typename Compute>
-  void bindLabelText(Compute compute) {
-    Gtk4::bind(label_, gtk_label_set_text, std::move(compute));
+  template <typename... Source>
+  void bindLabelText(Source... source) {
+    Gtk4::bind(label_, gtk_label_set_text, std::move(source)...);
   }
   [[nodiscard]] std::string labelText() const { return gtk_label_get_text(label_); }
 

@@ -54,9 +54,9 @@ class QtWidgetsOfTest : public testing::Test {
   void bindLabel(Set set, Source... source) {
     Qt6::bind(label_, [set](QLabel*, const QString& text) mutable { set(text.toStdString()); }, std::move(source)...);
   }
-  template <typename Compute>
-  void bindLabelText(Compute compute) {
-    Qt6::bind(label_, &QLabel::setText, std::move(compute));
+  template <typename... Source>
+  void bindLabelText(Source... source) {
+    Qt6::bind(label_, &QLabel::setText, std::move(source)...);
   }
   [[nodiscard]] std::string labelText() const { return label_->text().toStdString(); }
 
