@@ -116,14 +116,16 @@ class FormatterHook {
   /// The reason that the tooltip shows: why the text is not acceptable, or why the text was corrected when editing last
   /// ended.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
-  /// Sets the rule for the objects of the field, and replaces an earlier rule. The rule must return true for an allowed
-  /// object. See `FieldEditing::setRule`.
-  void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
+  /// Sets the rule for the objects of the field, and replaces an earlier rule of the host. The rule must return true for
+  /// an allowed object. If the field is bound to a setting, the rule of the setting's key holds too. See
+  /// `FieldEditing::setRule`.
+  void setRule(std::function<bool(const std::any& object)> rule) { formatted_.setRule(std::move(rule)); }
   /// Sets a function whose result replaces the reason in each notice, for example a translation. An empty result keeps
   /// the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
+  /// If the field is bound to a setting, the setting already has the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
   /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
   /// there is one. The refused texts include texts that the end of editing corrects. They do not include texts that the
@@ -139,6 +141,8 @@ class FormatterHook {
   bool redo() { return go(&detail::FieldHistory::redo); }
 
  private:
+  friend detail::FormattedFieldOf;
+
   using Selection = detail::EditableText::Selection;
   using State = detail::FieldHistory::State;
   struct Deletion {

@@ -114,8 +114,8 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
 /// setting by other code do not change the field. In all other respects the call is like the overload for
 /// `GtkCheckButton`.
 ///
-/// The hook is destroyed with the field. Do not call `setRule` or `onEditingEnd` of the hook, because the binding uses
-/// both. If a handler of the host destroys the field during `bind`, do not use the result.
+/// The hook is destroyed with the field. The rule and the handlers of the host add to those of the binding. If a
+/// handler of the host destroys the field during `bind`, do not use the result.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   const std::shared_ptr<detail::BoundField> bound(

@@ -22,6 +22,7 @@ namespace Tessaly::inline v1::detail {
 /// handlers of the host. The functions that call handlers return whether this object still exists.
 class FormattedField : public Existence {
  public:
+  using Rule = std::function<bool(const std::any& object)>;
   using EndHandler = std::function<void(const std::any& object)>;
   using RefusalHandler = std::function<void(std::string_view text, std::string_view reason)>;
 
@@ -48,6 +49,18 @@ class FormattedField : public Existence {
   /// end a second time. A handler may have taken the focus, for example for a dialog.
   [[nodiscard]] bool hasEndedWith(std::string_view text) const noexcept { return ended_ == text; }
 
+  /// Connects the field with a setting. The rules and handlers of the host add to this rule and this handler, and
+  /// cannot replace them. The handler is called before that of the host.
+  void connect(Rule rule, EndHandler store) {
+    settingRule_ = std::move(rule);
+    store_ = std::move(store);
+    setRule({});
+  }
+  void setRule(Rule rule) {
+    editing_.setRule([settingRule = settingRule_, rule = std::move(rule)](const std::any& object) {
+      return (!settingRule || settingRule(object)) && (!rule || rule(object));
+    });
+  }
   void onEnd(EndHandler handler) { end_ = std::move(handler); }
   void onRefusal(RefusalHandler handler) { refusal_ = std::move(handler); }
 
@@ -61,7 +74,9 @@ class FormattedField : public Existence {
     const bool isRefusal = kind != FieldNotice::Kind::none && kind != FieldNotice::Kind::rewritten;
     if (isRefusal && !tellRefusal(typed, end.notice.reason)) return false;
     if (!end.hasEnded) return true;
-    return call("A handler of a field's end of editing", end_, std::any(editing_.object()));
+    constexpr auto name = "A handler of a field's end of editing";
+    const std::any object = editing_.object();
+    return call(name, store_, object) && call(name, end_, object);
   }
 
  private:
@@ -77,8 +92,18 @@ class FormattedField : public Existence {
   /// The field's text directly after the last end of editing. Absent if editing has not ended yet, or if `show` has
   /// succeeded since.
   std::optional<std::string> ended_;
+  Rule settingRule_;
+  EndHandler store_;
   EndHandler end_;
   RefusalHandler refusal_;
+};
+
+/// The access of a binding to the private `FormattedField` of a toolkit's field adapter.
+struct FormattedFieldOf {
+  template <typename Adapter>
+  static FormattedField& get(Adapter& adapter) noexcept {
+    return adapter.formatted_;
+  }
 };
 
 }  // namespace Tessaly::inline v1::detail

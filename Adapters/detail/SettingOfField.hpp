@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "Tessaly/Adapters/detail/Binding.hpp"
+#include "Tessaly/Adapters/detail/FormattedField.hpp"
 #include "Tessaly/Core/Foundation/NSNumber.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 
@@ -37,14 +38,15 @@ std::optional<Value> settingIn(const std::any& object) {
 /// `Field` is the class of a toolkit's field adapter.
 template <typename Field, FieldSetting Value>
 ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
-  field.setRule([key = setting.key()](const std::any& object) {
+  const auto isAllowed = [key = setting.key()](const std::any& object) {
     const std::optional<Value> value = settingIn<Value>(object);
     return value && key.allows(*value);
-  });
-  field.onEditingEnd([setting = setting](const std::any& object) mutable {
+  };
+  const auto store = [setting = setting](const std::any& object) mutable {
     const std::optional<Value> value = settingIn<Value>(object);
     if (value && *value != setting.value()) setting.setValue(*value);
-  });
+  };
+  FormattedFieldOf::get(field).connect(isAllowed, store);
   return follow([setting] { return setting.value(); },
                 [&field](const Value& value) {
                   const std::any& object = field.objectValue();

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <any>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Adapters/detail/SettingOfField.hpp"
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
@@ -219,6 +221,47 @@ TYPED_TEST_P(BoundWidget, FieldFollowsAndStoresItsSetting) {
   EXPECT_EQ(Default<int>::value(key), 60);
 }
 
+TYPED_TEST_P(BoundWidget, HandlerOfTheHostSeesTheStoredValueOfAField) {
+  const auto key = Default<int>::Key("interval", 20);
+  auto& policy = this->bindField(Formatters::RangeNumber<int>::make(ClosedRange(1, 100)), Default<int>(key));
+  std::vector<int> stored;
+  policy.onEditingEnd([&](const std::any&) { stored.push_back(Default<int>::value(key)); });
+  this->enter("30");
+  policy.onEditingEnd(nullptr);
+  this->enter("40");
+  EXPECT_EQ(stored, std::vector<int>{30});
+  EXPECT_EQ(Default<int>::value(key), 40);
+}
+
+TYPED_TEST_P(BoundWidget, RuleOfTheHostAddsToTheRuleOfTheKey) {
+  const auto key = Default<int>::Key("interval", 20).within(10, 60);
+  auto& policy = this->bindField(Formatters::RangeNumber<int>::make(ClosedRange(1, 100)), Default<int>(key));
+  policy.setRule([](const std::any& object) { return *detail::settingIn<int>(object) % 2 == 0; });
+  for (const auto& [entered, expected] : {std::pair("70", 20), {"31", 20}, {"32", 32}}) {
+    this->enter(entered);
+    EXPECT_EQ(Default<int>::value(key), expected) << entered;
+    EXPECT_EQ(policy.state() == FieldState::acceptable, std::to_string(expected) == entered) << entered;
+  }
+  policy.setRule(nullptr);
+  for (const auto& [entered, expected] : {std::pair("31", 31), {"70", 31}}) {
+    this->enter(entered);
+    EXPECT_EQ(Default<int>::value(key), expected) << entered;
+  }
+  EXPECT_EQ(policy.state(), FieldState::invalid);
+}
+
+TYPED_TEST_P(BoundWidget, ObserverOfASettingMayDestroyTheField) {
+  const auto key = Default<int>::Key("interval", 20);
+  auto& policy = this->bindField(Formatters::RangeNumber<int>::make(ClosedRange(1, 100)), Default<int>(key));
+  int ends = 0;
+  policy.onEditingEnd([&](const std::any&) { ++ends; });
+  const auto observer = Default<int>::observe(key, [this](auto) { this->destroyWidgets(); });
+  this->enter("30");
+  EXPECT_EQ(Default<int>::value(key), 30);
+  EXPECT_TRUE(this->areGone());
+  EXPECT_EQ(ends, 0);
+}
+
 TYPED_TEST_P(BoundWidget, BoundWidgetsMayEndBeforeTheirSettings) {
   this->bindCheck(Default<bool>(Default<bool>::Key{"hidden", true}));
   this->bindList(Default<std::string>(Default<std::string>::Key{"theme", "dark"}));
@@ -285,9 +328,11 @@ REGISTER_TYPED_TEST_SUITE_P(BoundWidget, LabelFollowsTheModel, ManyChangesInOneT
                             ChangeOnAnotherThreadArrivesOnTheMainThread, ChangeInsideTheUpdateIsFollowedInTheNextTurn,
                             CheckButtonFollowsAndStoresItsSetting, SliderFollowsTheRuleOfItsKey,
                             WidgetDoesNotStoreTheEndOfItsOwnRange, ListFollowsAndStoresItsSetting,
-                            FieldFollowsAndStoresItsSetting, BoundWidgetsMayEndBeforeTheirSettings,
-                            SetterMayDestroyTheWidgetAtItsFirstCall, SetterMayDestroyTheWidgetAtALaterCall,
-                            ObserverOfASettingMayDestroyTheWidget, HandlerOfTheWidgetMayDestroyTheWidget,
+                            FieldFollowsAndStoresItsSetting, HandlerOfTheHostSeesTheStoredValueOfAField,
+                            RuleOfTheHostAddsToTheRuleOfTheKey, ObserverOfASettingMayDestroyTheField,
+                            BoundWidgetsMayEndBeforeTheirSettings, SetterMayDestroyTheWidgetAtItsFirstCall,
+                            SetterMayDestroyTheWidgetAtALaterCall, ObserverOfASettingMayDestroyTheWidget,
+                            HandlerOfTheWidgetMayDestroyTheWidget,
                             HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding);
 
 }  // namespace Tessaly
