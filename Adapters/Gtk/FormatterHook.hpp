@@ -116,8 +116,8 @@ class FormatterHook {
   /// The reason that the tooltip shows: why the text is not acceptable, or why the text was corrected when editing last
   /// ended.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
-  /// Sets the rule for the objects of the field, and replaces an earlier rule of the host. The rule must return true for
-  /// an allowed object. If the field is bound to a setting, the rule of the setting's key holds too. See
+  /// Sets the rule for the objects of the field, and replaces an earlier rule of the host. The rule must return true
+  /// for an allowed object. If the field is bound to a setting, the rule of the setting's key holds too. See
   /// `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.setRule(std::move(rule)); }
   /// Sets a function whose result replaces the reason in each notice, for example a translation. An empty result keeps

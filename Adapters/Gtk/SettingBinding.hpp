@@ -108,11 +108,10 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
       list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
-/// Binds a setting to a field with a formatter, for the life of the field. The rule of the key becomes the rule of the
-/// field (see `FormatterHook::setRule`), so no forbidden value is stored. After each successful end of editing, the
-/// binding stores the object of the field in the setting. While the field has an unfinished edit, changes of the
-/// setting by other code do not change the field. In all other respects the call is like the overload for
-/// `GtkCheckButton`.
+/// Binds a setting to a field with a formatter, for the life of the field. The rule of the key judges the objects of
+/// the field, so no forbidden value is stored. After each successful end of editing, the binding stores the object of
+/// the field in the setting. While the field has an unfinished edit, changes of the setting by other code do not change
+/// the field. In all other respects the call is like the overload for `GtkCheckButton`.
 ///
 /// The hook is destroyed with the field. The rule and the handlers of the host add to those of the binding. If a
 /// handler of the host destroys the field during `bind`, do not use the result.

@@ -44,9 +44,9 @@ namespace Tessaly::inline v1::Qt6 {
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two classes drop typed
 /// characters. If a change is refused without a replacement, `FormatterValidator` leaves the text, the cursor and the
 /// selection as they were. But in a field with hidden characters, the cursor then goes to the end. The validator does
-/// not refuse texts that the program or an undo sets. If `validate` returns `Acceptable`, editing could end without a
-/// correction of the value. The text may still be rewritten, for example "007" as "7". A typed or pasted text with a
-/// lone surrogate is refused.
+/// not refuse texts that the program or an undo sets. But in a field with hidden characters, an undo is a deletion. If
+/// `validate` returns `Acceptable`, editing could end without a correction of the value. The text may still be
+/// rewritten, for example "007" as "7". A typed or pasted text with a lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc.
@@ -110,8 +110,8 @@ class FormatterValidator : public QValidator {
   /// The reason that the tooltip shows: why the text is not acceptable, or why the text was corrected when editing last
   /// ended.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
-  /// Sets the rule for the objects of the field, and replaces an earlier rule of the host. The rule must return true for
-  /// an allowed object. If the field is bound to a setting, the rule of the setting's key holds too. See
+  /// Sets the rule for the objects of the field, and replaces an earlier rule of the host. The rule must return true
+  /// for an allowed object. If the field is bound to a setting, the rule of the setting's key holds too. See
   /// `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.setRule(std::move(rule)); }
   /// Sets a function whose result replaces the reason in each notice, for example a translation. An empty result keeps
@@ -166,9 +166,10 @@ class FormatterValidator : public QValidator {
     const bool isAccepted = answer.kind == Answer::Kind::accepted;
     if (isAccepted || isTakenAsItIs_) return isAccepted ? worthOf(input) : Intermediate;
     // Qt reverts a refused text by undoing the change. Nothing can be undone after the program has set the text, or
-    // after everything was undone.
+    // after everything was undone. In a field with hidden characters, deletions cannot be undone either, but they leave
+    // the field modified.
     const bool isHidden = field_->echoMode() != QLineEdit::Normal;
-    if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
+    if (isHidden ? !field_->isModified() : !field_->isUndoAvailable()) return Intermediate;
     if (isHidden) return takeBack(input, position, std::move(answer));
     judged_ = Refusal{input, std::move(answer)};
     return Invalid;
@@ -237,15 +238,6 @@ class FormatterValidator : public QValidator {
     if (!formatted_.outlives(change)) return false;
     isTakenAsItIs_ = wasTaken;
     return true;
-  }
-
-  /// Whether the text is the former text without one part. In a field with hidden characters, Qt reports deletions as
-  /// changes that cannot be undone.
-  [[nodiscard]] bool isDeletion(const QString& text) const {
-    if (text.size() >= standing_.size()) return false;
-    qsizetype same = 0;
-    while (same < text.size() && text[same] == standing_[same]) ++same;
-    return standing_.endsWith(QStringView(text).mid(same));
   }
 
   /// In a field with hidden characters, a refusal would make Qt revert all changes. So this function sets the text

@@ -71,11 +71,10 @@ inline void bind(QComboBox* box, Default<std::string> setting) {
       box, &QComboBox::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
       [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
 }
-/// Binds a setting to a field with a formatter, for the life of the validator. The rule of the key judges the
-/// objects of the field, so no forbidden value is stored. After each successful end of
-/// editing, the binding stores the object of the field in the setting. While the field has an unfinished edit, changes
-/// of the setting by other code do not change the field. In all other respects the call is like the overload for
-/// `QAbstractButton`.
+/// Binds a setting to a field with a formatter, for the life of the validator. The rule of the key judges the objects
+/// of the field, so no forbidden value is stored. After each successful end of editing, the binding stores the object
+/// of the field in the setting. While the field has an unfinished edit, changes of the setting by other code do not
+/// change the field. In all other respects the call is like the overload for `QAbstractButton`.
 ///
 /// The field owns the validator. The rule and the handlers of the host add to those of the binding. If a slot of the
 /// host destroys the validator during `bind`, do not use the result.

@@ -323,6 +323,40 @@ TEST_F(QtField, HiddenCharactersAreChecked) {
   EXPECT_EQ(text(), "100");
 }
 
+TEST_F(QtField, HiddenTextThatTheProgramShortensIsNotChecked) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setEchoMode(QLineEdit::Password);
+  type("7");
+  field_->setText("");
+  EXPECT_EQ(text(), "");
+  field_->setText("words");
+  field_->setText("word");
+  EXPECT_EQ(text(), "word");
+  EXPECT_TRUE(refused_.empty());
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "word");
+  EXPECT_EQ(refused_, (Strings{"wor"}));
+}
+
+TEST_F(QtField, UndoOfHiddenTextIsCheckedAsADeletion) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setEchoMode(QLineEdit::Password);
+  type("7");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "7");
+  EXPECT_EQ(refused_, (Strings{""}));
+}
+
+TEST_F(QtField, HiddenDeletionIsCheckedAfterTheProgramResetTheModification) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setEchoMode(QLineEdit::Password);
+  type("7");
+  field_->setModified(false);
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "7");
+  EXPECT_EQ(refused_, (Strings{""}));
+}
+
 TEST_F(QtField, CorrectsTextOfTheProgramAtTheEndOfEditing) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   field_->setText("150");
