@@ -63,13 +63,14 @@ class GtkPasteboard final : public ToolkitPasteboard {
 
 namespace Gtk4 {
 
-/// An adapter that, while it exists, lets `PasteboardService` write through GTK. A compositor, such as GNOME's, may
-/// allow only programs with a window to use the clipboard. With such a compositor and without the adapter, the library
-/// can only use the clipboard of an X11 display, if there is one.
+/// An adapter that, while it exists, lets `PasteboardService` write through the toolkit. A compositor, such as GNOME's,
+/// may allow only programs with a window to use the clipboard. With such a compositor and without the adapter, the
+/// library uses the clipboard of the X display, or none if there is no X display.
 ///
 /// Construct the adapter after `gtk_init`. Writes on the main thread reach the toolkit at once. Writes on other threads
 /// reach the toolkit on the main thread, in the next turn of the loop. Other programs can paste as long as the loop
 /// runs. `PasteboardBackend::current().status()` says whether the pasteboard's contents still belong to this process.
+/// It also reports contents that the toolkit refused.
 ///
 /// Stops the process: constructing an adapter outside the main thread.
 ///

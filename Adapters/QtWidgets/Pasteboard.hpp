@@ -48,13 +48,13 @@ class QtPasteboard final : public ToolkitPasteboard {
 namespace Qt6 {
 
 /// An adapter that, while it exists, lets `PasteboardService` write through the toolkit. A compositor, such as GNOME's,
-/// may allow only programs with a window to use the clipboard. With such a compositor, the library needs the adapter,
-/// unless an X11 display is available.
+/// may allow only programs with a window to use the clipboard. With such a compositor and without the adapter, the
+/// library uses the clipboard of the X display, or none if there is no X display.
 ///
 /// Construct the adapter after the application object. Writes on the main thread reach the toolkit at once. Writes on
 /// other threads reach the toolkit on the main thread, in the next turn of `MainLoopAdapter`'s loop. Other programs can
 /// paste as long as the loop runs. `PasteboardBackend::current().status()` says whether the pasteboard's contents still
-/// belong to this process.
+/// belong to this process. It also reports contents that the toolkit refused.
 ///
 /// Stops the process: constructing an adapter outside the main thread.
 ///

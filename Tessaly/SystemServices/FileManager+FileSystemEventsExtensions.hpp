@@ -79,9 +79,9 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 [[nodiscard]] TESSALY_EXPORT Async<void> nextFileSystemDelete(FileManager& files, URL at);
 
 /// The changes of the file that a path leads to: a write, a replacement, a removal, or a return after a removal. An
-/// element covers the time since the previous element, or since the call of `fileChanges`. No change is lost, with one
-/// exception: a file that appears and disappears again within that time gives no element. If changes happen between two
-/// calls of `next()`, the second call returns at once, with one element for all of them.
+/// element covers the time since the previous element, or since the call of `fileChanges`. If changes happen between
+/// two calls of `next()`, the second call returns at once, with one element for all of them. A file that appears and
+/// disappears between two elements gives no element.
 ///
 /// The sequence watches every name on the path, including symbolic links and missing directories. A write of equal
 /// contents counts as a change. A change of attributes does not count. A change of only the modification time counts if

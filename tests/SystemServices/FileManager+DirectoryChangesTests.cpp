@@ -96,6 +96,24 @@ TEST_F(DirectoryChangesTest, FirstElementListsAnEmptyDirectoryToo) {
   });
 }
 
+using DirectoryChangesDeathTest = DirectoryChangesTest;
+
+TEST_F(DirectoryChangesDeathTest, OnlyOneTaskMayAwaitChanges) {
+  const auto wait = [](DirectoryChanges followed) -> Async<void> {
+    auto iterator = followed.makeAsyncIterator();
+    co_await iterator.next();
+  };
+  EXPECT_DEATH(syncWait([&]() -> Async<void> {
+                 const DirectoryChanges followed = changes();
+                 co_await wait(followed);  // Takes the listing.
+                 Task<> first([&] { return wait(followed); });
+                 Task<> second([&] { return wait(followed); });
+                 co_await first.value();
+                 co_await second.value();
+               }),
+               "Two tasks wait for the changes of one file or directory");
+}
+
 TEST_F(DirectoryChangesTest, MissingDirectoryFailsAtOnce) {
   syncWait([&]() -> Async<void> {
     auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("none"))).makeAsyncIterator();

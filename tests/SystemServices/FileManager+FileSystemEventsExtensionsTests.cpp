@@ -513,7 +513,7 @@ TEST_F(FileManagerFileSystemEventsDeathTest, OnlyOneTaskMayAwaitChanges) {
                  co_await first.value();
                  co_await second.value();
                }),
-               "Two tasks wait for the changes of one file");
+               "Two tasks wait for the changes of one file or directory");
 }
 
 TEST_F(FileManagerFileSystemEvents, NextDeleteCompletesAtTheDeletion) {
@@ -740,6 +740,15 @@ TEST_F(FileManagerFileSystemEvents, DanglingLinkIsAFileOnceItsTargetExists) {
     put("target", "1");
     EXPECT_EQ(co_await changes.next(), FileChange::returned);
   });
+}
+
+TEST_F(FileManagerFileSystemEvents, FileThatAppearsAndDisappearsBetweenElementsGivesNone) {
+  const auto source = files.makeFileChangeSource(url("a"), [] {});
+  put("a", "one");
+  std::filesystem::remove(path("a"));
+  EXPECT_EQ(source->takeChange(), std::nullopt);
+  put("a", "two");
+  EXPECT_EQ(source->takeChange(), FileChange::returned);
 }
 
 TEST_F(FileManagerFileSystemEvents, FileReplacedByADirectoryIsReplacedTwice) {

@@ -45,7 +45,7 @@ class Follower {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {
       if (isWaiting_.exchange(true, std::memory_order_acquire)) {
-        fatalError("Two tasks wait for the changes of one file", file, line);
+        fatalError("Two tasks wait for the changes of one file or directory", file, line);
       }
     }
     ~SoleConsumer() { isWaiting_.store(false, std::memory_order_release); }
