@@ -31,12 +31,12 @@ class SleepHandler {
   /// The handler of the process. The handler is made at the first call and never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
-  /// Whether this handler holds the assertion that keeps the display awake. The result stays true even if the service
-  /// that granted the assertion ends and no other service replaces it.
+  /// Whether this handler holds an assertion. If the assertion loses its service, the handler still holds it, and the
+  /// library asks again as soon as a service appears. Until then `PowerBackend::current().status()` names no service.
   [[nodiscard]] bool isIdleDisplaySleepDisabled() const noexcept { return isIdleDisplaySleepDisabled_; }
 
-  /// Keeps the display awake. The desktop may show the reason to the user. Returns true if a service granted the
-  /// request. Returns false if this handler already keeps the display awake (with the former reason), or if no service
+  /// Keeps the display awake. The desktop may show the reason to the user. Returns true if this call took the
+  /// assertion. Returns false if this handler already holds an assertion (with the former reason), or if no service
   /// can keep the display awake.
   TESSALY_EXPORT bool disableScreenSleep(std::string_view reason);
   /// Lets the display sleep again. Returns true if this call ended the effect of `disableScreenSleep`. Returns false if

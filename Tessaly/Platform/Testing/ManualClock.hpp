@@ -36,8 +36,8 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   bool remove(ClockTimer& timer) noexcept override;
 
   /// Moves the time forward, but not beyond the maximum instant. A negative duration moves nothing. Fires the due
-  /// timers in the order of their deadlines. While a timer fires, `now()` returns that timer's deadline. The function of
-  /// a timer may call `advance` too.
+  /// timers in the order of their deadlines. While a timer fires, `now()` returns that timer's deadline. The function
+  /// of a timer may call `advance` too.
   void advance(std::chrono::nanoseconds duration);
   /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;

@@ -183,6 +183,19 @@ TEST_F(PowerTest, AssertionIsRenewedAfterBothBusesDied) {
   EXPECT_EQ(saver->calls().back(), "UnInhibit 7");
 }
 
+TEST_F(PowerTest, HandlerHoldsItsAssertionWhileNoServiceDoes) {
+  const auto saver = screenSaver();
+  START(saver);
+  SleepHandler& handler = *SleepHandler::shared();
+  ASSERT_TRUE(handler.disableScreenSleep("first"));
+  saver->stop();
+  EXPECT_TRUE(waitUntil([] { return PowerBackend::current().status().service == PowerService::none; }));
+  EXPECT_TRUE(handler.isIdleDisplaySleepDisabled());
+  EXPECT_FALSE(handler.disableScreenSleep("second"));
+  EXPECT_TRUE(handler.enableScreenSleep());
+  EXPECT_FALSE(handler.isIdleDisplaySleepDisabled());
+}
+
 TEST_F(PowerTest, HeldAssertionSleepsWithoutEvents) {
   const auto saver = screenSaver();
   START(saver);
