@@ -222,6 +222,10 @@ void InotifyDirectorySource::lookAtNames(Directory& directory, const Names& name
       compare(directory, name, *found, wasWritten);
     } else {
       postponed_[&directory][name] |= wasWritten;
+      // The directory may be removed before the name can be examined. The file's other names can be examined now.
+      const auto known = directory.entries.find(name);
+      const bool isLinked = known != directory.entries.end() && known->second.file.isLinked;
+      if (isLinked && look_ == Look::events) linked_.insert(known->second.file.identity);
     }
   }
 }

@@ -270,6 +270,16 @@ TEST_F(DirectorySourceTest, EventsWakeTheConsumer) {
   EXPECT_THAT(take(), testing::Contains("appeared a"));
 }
 
+TEST_F(DirectorySourceTest, WriteThroughANameInARemovedDirectoryIsReported) {
+  std::filesystem::create_directory(path("a"));
+  put("a/file");
+  std::filesystem::create_hard_link(path("a/file"), path("b"));
+  follow(DirectoryDepth::tree);
+  put("a/file", "longer text");
+  std::filesystem::remove_all(path("a"));
+  EXPECT_THAT(take(), testing::UnorderedElementsAre("changed b", "disappeared a"));
+}
+
 TEST_F(DirectorySourceTest, UnsearchableSubdirectoryIsListedWithoutContents) {
   ASSERT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
   std::filesystem::create_directory(path("a"));
