@@ -223,7 +223,7 @@ class TESSALY_EXPORT SettingsValues {
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
-  /// What the present load has cleared: the changes, and the list before the last checkpoint.
+  /// The changes and the previous list before the present load cleared them, for `abandonLoad`.
   Changes changesBeforeLoad_;
   FileIdentity previousBeforeLoad_;
   /// The identity of the property list, according to the journals that the present load has read.
