@@ -34,9 +34,9 @@ class TESSALY_EXPORT InotifyHub {
     /// Called without the lock after `note` or `noteMounts` has returned true, perhaps once for several events. Must
     /// return soon: later events wait.
     virtual void wake() noexcept = 0;
-    /// Whether later events may wait for 1 ms after a `wake`. Such a wait saves wake-ups of the hub's thread if the
-    /// process itself causes many events. The events wait only if all subscribers are patient. The hub calls this
-    /// function only in `add`, so later changes of the result have no effect.
+    /// Whether later events may wait for 1 ms if events follow each other within 30 µs. Such a wait saves wake-ups of
+    /// the hub's thread if the process itself causes many events. The events wait only if all subscribers are patient.
+    /// The hub calls this function only in `add`, so later changes of the result have no effect.
     [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 
