@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -19,6 +20,7 @@
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournalLogSink.hpp"
 #include "tests/Support/Allocations.hpp"
+#include "tests/Support/KeptAlive.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
@@ -76,9 +78,7 @@ class JournalLogSinkTest : public testing::Test {
   JournalLogSink& makeJournal(JournalLogSink::Options options = {}) {
     options.socketPath = socket_.string();
     options.send = &sendToScript;
-    static auto& kept = *new std::vector<std::pair<LogRing*, JournalLogSink*>>;
-    kept.emplace_back(&ring_, new JournalLogSink(ring_, options));
-    return *kept.back().second;
+    return *Tests::keptAlive(std::make_shared<JournalLogSink>(ring_, options));
   }
 
   LogRecord recordOf(std::string_view literal, OSLogType type = OSLogType::error) {
@@ -99,7 +99,7 @@ class JournalLogSinkTest : public testing::Test {
     return messages;
   }
 
-  LogRing& ring_ = *new LogRing(64 * 1024);
+  LogRing& ring_ = *Tests::keptAlive(std::make_shared<LogRing>(64 * 1024));  // A thread may still use it.
   std::filesystem::path folder_;
   std::filesystem::path socket_;
 };
