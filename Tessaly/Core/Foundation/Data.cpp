@@ -3,11 +3,12 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <ostream>
 #include <utility>
 
@@ -17,20 +18,24 @@
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Core/Foundation/detail/AvailableMemory.hpp"
-#include "Tessaly/Core/Foundation/detail/CryptoLibrary.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-TESSALY_LATE_FUNCTION(detail::cryptoLibrary, EVP_DecodeBlock);
-TESSALY_LATE_FUNCTION(detail::cryptoLibrary, EVP_EncodeBlock);
+constexpr std::string_view base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-constexpr bool isBase64Digit(char c) noexcept {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
-}
+/// The values of the digits, by their characters. Every other character has the value `noDigit`.
+constexpr std::uint8_t noDigit = 64;
+constexpr auto base64Values = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(noDigit);
+  for (std::size_t i = 0; i < base64Digits.size(); ++i) {
+    values[static_cast<unsigned char>(base64Digits[i])] = static_cast<std::uint8_t>(i);
+  }
+  return values;
+}();
 
-/// libcrypto counts in `int`. Pieces of this size consist of whole groups of bytes and of digits.
-constexpr std::size_t largestBase64Piece = std::size_t{12} << 20;
+constexpr std::uint32_t base64Value(char c) noexcept { return base64Values[static_cast<unsigned char>(c)]; }
 
 /// Files of this size and larger are compared with the free memory before they are read.
 constexpr off_t largeFile = off_t{64} << 20;
@@ -47,32 +52,34 @@ detail::OwnedDescriptor open(const URL& file, int flags) {
 }  // namespace
 
 std::optional<Data> Data::fromBase64(std::string_view text) {
+  if (text.size() % 4 != 0) return std::nullopt;
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
-  // libcrypto would skip white space and accept padding anywhere.
-  if (text.size() % 4 != 0 || !std::ranges::all_of(text.substr(0, text.size() - padding), isBase64Digit)) {
-    return std::nullopt;
-  }
-  detail::requireCrypto();
+  const std::string_view digits = text.substr(0, text.size() - padding);
+  if (!std::ranges::all_of(digits, [](char c) { return base64Value(c) != noDigit; })) return std::nullopt;
   Bytes bytes(text.size() / 4 * 3);
-  for (std::size_t i = 0; i < text.size(); i += largestBase64Piece) {
-    const std::string_view piece = text.substr(i, largestBase64Piece);
-    EVP_DecodeBlock(bytes.data() + i / 4 * 3, reinterpret_cast<const unsigned char*>(piece.data()),
-                    static_cast<int>(piece.size()));
+  for (std::size_t group = 0; group < text.size() / 4; ++group) {
+    std::uint32_t bits = 0;
+    // The padding has the value 0 here.
+    for (const char c : text.substr(group * 4, 4)) bits = bits << 6 | (base64Value(c) & (noDigit - 1));
+    for (std::size_t place = 0; place < 3; ++place) {
+      bytes[group * 3 + place] = static_cast<std::uint8_t>(bits >> (16 - 8 * place));
+    }
   }
   bytes.resize(bytes.size() - padding);
   return Data(std::move(bytes));
 }
 
 std::string Data::base64EncodedString() const {
-  detail::requireCrypto();
   const auto source = bytes();
-  std::string text((source.size() + 2) / 3 * 4, '\0');
-  for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {
-    const auto piece = source.subspan(i, std::min(largestBase64Piece, source.size() - i));
-    // The function writes a zero after the digits. The next piece overwrites this zero. The zero of the last piece is
-    // the end of the string.
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + i / 3 * 4), piece.data(),
-                    static_cast<int>(piece.size()));
+  std::string text((source.size() + 2) / 3 * 4, '=');
+  char* out = text.data();
+  for (std::size_t i = 0; i < source.size(); i += 3) {
+    const auto group = source.subspan(i, std::min<std::size_t>(3, source.size() - i));
+    std::uint32_t bits = 0;
+    for (std::size_t place = 0; place < 3; ++place) bits = bits << 8 | (place < group.size() ? group[place] : 0);
+    for (std::size_t place = 0; place <= group.size(); ++place)
+      out[place] = base64Digits[bits >> (18 - 6 * place) & 63];
+    out += 4;
   }
   return text;
 }

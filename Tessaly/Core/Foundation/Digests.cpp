@@ -5,17 +5,19 @@
 #include <openssl/hmac.h>
 #include <openssl/opensslv.h>
 
+#include <cerrno>
 #include <new>
 
-#include "Tessaly/Core/Foundation/detail/CryptoLibrary.hpp"
+#include "Tessaly/Core/Base/detail/LateLibrary.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-static_assert(OPENSSL_SHLIB_VERSION == 3, "`cryptoLibrary` names the library of another version");
-
 using namespace detail;
 
+static_assert(OPENSSL_SHLIB_VERSION == 3, "`cryptoLibrary` names the library of another version");
+constinit const LateLibrary cryptoLibrary{"libcrypto.so.3"};
 TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_Digest);
 TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_DigestFinal_ex);
 TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_DigestInit_ex);
@@ -26,6 +28,11 @@ TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_md5);
 TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_sha256);
 TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_sha512);
 TESSALY_LATE_FUNCTION(cryptoLibrary, HMAC);
+
+/// Throws `POSIXError` (`ELIBACC`) if this system lacks libcrypto.
+void requireCrypto() {
+  if (!cryptoLibrary.isLoaded()) throw POSIXError(ELIBACC);
+}
 
 void digest(std::span<const std::uint8_t> bytes, const LateFunction<decltype(::EVP_sha256)>& method,
             std::uint8_t* out) {

@@ -129,7 +129,6 @@ TEST(Data, BytesSurviveBase64) {
 }
 
 TEST(Data, LargeBytesSurviveBase64) {
-  // The text is longer than one piece for libcrypto.
   std::string text(40'000'001, 'x');
   for (std::size_t i = 0; i < text.size(); i += 1001) text[i] = static_cast<char>(i % 251);
   const Data data(text);

@@ -16,6 +16,7 @@
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/Digests.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
@@ -71,10 +72,12 @@ TEST_F(AbsentLibraries, DigestsAreRefusedWithELIBACC) {
   EXPECT_EQ(ELIBACC, codeOf([&] { (void)detail::DigestState(detail::DigestMethod::sha256); }));
 }
 
-TEST_F(AbsentLibraries, Base64IsRefusedWithELIBACC) {
+TEST_F(AbsentLibraries, PropertyListsWithDataNeedNoLibrary) {
   ASSERT_TRUE(isAbsent("libcrypto.so.3"));
-  EXPECT_EQ(ELIBACC, codeOf([] { (void)Data(std::string_view("Hi")).base64EncodedString(); }));
-  EXPECT_EQ(ELIBACC, codeOf([] { (void)Data::fromBase64("SGk="); }));
+  const PropertyList value(Data(std::string_view("Hi")));
+  const Data written = PropertyListSerialization::data(value, PropertyListFormat::xml);
+  EXPECT_NE(written.text().find("SGk="), std::string_view::npos);
+  EXPECT_EQ(PropertyListSerialization::read(written.bytes()).value, value);
 }
 
 TEST_F(AbsentLibraries, OnlyInternationalHostsOfURLsAreRefused) {
