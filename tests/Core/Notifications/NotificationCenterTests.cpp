@@ -63,6 +63,17 @@ TEST(NotificationCenter, ObserverOfOneObjectIgnoresOtherObjects) {
   EXPECT_EQ(told, 1);
 }
 
+/// The observers of two objects that receive a notification about the second one.
+std::vector<std::string> observersOfSecond(const std::shared_ptr<Object>& first,
+                                           const std::shared_ptr<Object>& second) {
+  NotificationCenter center;
+  std::vector<std::string> told;
+  center.addObserver("opened", first, [&](const Notification&) { told.emplace_back("first"); });
+  center.addObserver("opened", second, [&](const Notification&) { told.emplace_back("second"); });
+  center.post({.name = "opened", .object = second});
+  return told;
+}
+
 TEST(NotificationCenter, ObjectsOfOneOwnerAreDistinct) {
   struct Pair {
     Document first;
@@ -71,24 +82,14 @@ TEST(NotificationCenter, ObjectsOfOneOwnerAreDistinct) {
   const auto pair = std::make_shared<Pair>();
   const std::shared_ptr<Object> first(pair, &pair->first);
   const std::shared_ptr<Object> second(pair, &pair->second);
-  NotificationCenter center;
-  std::vector<std::string> told;
-  center.addObserver("opened", first, [&](const Notification&) { told.emplace_back("first"); });
-  center.addObserver("opened", second, [&](const Notification&) { told.emplace_back("second"); });
-  center.post({.name = "opened", .object = second});
-  EXPECT_THAT(told, ElementsAre("second"));
+  EXPECT_THAT(observersOfSecond(first, second), ElementsAre("second"));
 }
 
 TEST(NotificationCenter, ObjectsWithoutAnOwnerAreDistinct) {
   Document documents[2];
   const std::shared_ptr<Object> first(std::shared_ptr<void>(), &documents[0]);
   const std::shared_ptr<Object> second(std::shared_ptr<void>(), &documents[1]);
-  NotificationCenter center;
-  std::vector<std::string> told;
-  center.addObserver("opened", first, [&](const Notification&) { told.emplace_back("first"); });
-  center.addObserver("opened", second, [&](const Notification&) { told.emplace_back("second"); });
-  center.post({.name = "opened", .object = second});
-  EXPECT_THAT(told, ElementsAre("second"));
+  EXPECT_THAT(observersOfSecond(first, second), ElementsAre("second"));
 }
 
 TEST(NotificationCenter, ObserverIgnoresAnObjectAtAFormerAddress) {
