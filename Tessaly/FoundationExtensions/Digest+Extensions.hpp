@@ -37,8 +37,9 @@ TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<c
 /// blocks of at most 256 KiB, on a thread that may block.
 ///
 /// After each block, `onProgress` is called on that thread with the fraction that is done, if the fraction is below 1.
-/// The last call passes 1. Throws `POSIXError` if the file cannot be read, and `URLError` if the URL is not a file URL.
-/// Throws `CancellationError` at most one block after the task was cancelled.
+/// The last call passes 1. Throws `POSIXError` if the file cannot be read or this system lacks libcrypto (`ELIBACC`),
+/// and `URLError` if the URL is not a file URL. Throws `CancellationError` at most one block after the task was
+/// cancelled.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view signature{"MIME-Magic\0\n", 12};
 /// This text as the value of a plain rule at the beginning discards the type's rules from files of lower precedence.
-/// The specification shows it without its length, and the files have it with its length.
+/// `update-mime-database` writes its length before it, as before every value.
 constexpr std::string_view deleteAll = "__NOMAGIC__";
 constexpr std::size_t greatestExtent = std::size_t{64} << 10;
 

@@ -26,8 +26,9 @@ class NSFileCoordinator {
   /// unless the accessor moved the archive. In an archive, every path begins with the directory's name. Names that are
   /// well-formed UTF-8 are stored as UTF-8. Times are kept, and files may be larger than 4 GiB (ZIP64). Symbolic links
   /// inside the directory are archived as links. Throws `POSIXError`, for example `EBUSY` if the size of a file above
-  /// 256 KiB changed while it was read. Throws `URLError` (`unsupportedURL`) if the URL is not a file URL. Also throws
-  /// the exceptions of the accessor. Blocks on the file system.
+  /// 256 KiB changed while it was read, and `ELIBACC` if this system lacks libarchive. Throws `URLError`
+  /// (`unsupportedURL`) if the URL is not a file URL. Also throws the exceptions of the accessor. Blocks on the file
+  /// system.
   TESSALY_EXPORT void coordinateReading(const URL& url, ReadingOptions options,
                                         const std::function<void(const URL&)>& accessor) const;
 };

@@ -66,7 +66,8 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
   /// answer the offers from `nextOffer()`, and must return when the connection ends or `isLost()` is true.
   virtual void run(std::promise<PasteboardProblem> connected) = 0;
 
-  /// Removes the next offer from the queue and returns it, or returns null if there is none. Discards abandoned offers.
+  /// Removes the next offer from the queue and returns it, or returns null if the queue is empty. Discards abandoned
+  /// offers.
   std::shared_ptr<Offer> nextOffer() {
     const UnfairLock::Guard guard(lock_);
     while (!offers_.empty()) {

@@ -69,7 +69,7 @@ struct UserDefaultsIncident {
   /// Whether the problem ends without help as soon as its cause ends. A full disk is an example of such a cause, and so
   /// is a lock that another process holds.
   bool healsByItself = true;
-  /// The system's error code (an `errno` value); 0 if there is none.
+  /// The system's error code (an `errno` value); 0 if the problem has no error code.
   std::int32_t errorCode = 0;
 
   /// A sentence for people: the problem and its consequence. The file and the system's reason follow in parentheses if
@@ -86,7 +86,7 @@ struct UserDefaultsStatus {
   /// The most important present problem. A problem that prevents writes precedes a problem that prevents reads. `none`
   /// if there is no problem now.
   UserDefaultsProblem problem = UserDefaultsProblem::none;
-  /// The system's error code (an `errno` value) that goes with the problem; 0 if there is none.
+  /// The system's error code (an `errno` value) that goes with the problem; 0 if the problem has no error code.
   std::int32_t errorCode = 0;
   /// The number of keys whose latest values are only in memory.
   std::int64_t unstoredKeys = 0;

@@ -32,8 +32,8 @@ struct RunningJob {
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
   /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited the job's
-  /// own task. Null if there is none. When the job has returned, the thread queues this task and takes the next job. If
-  /// no waiting job goes before this task, the thread runs this task at once.
+  /// own task. Null if no task can continue. When the job has returned, the thread queues this task and takes the next
+  /// job. If no waiting job goes before this task, the thread runs this task at once.
   Job* traded;
   /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family.
   JobFamily* tradedFamily;
@@ -62,9 +62,9 @@ struct ThreadState : RunningJob {
   bool isForwarding;
   /// The number of nested destructions of coroutine frames that this thread is executing.
   std::uint32_t frameDepth;
-  /// The coroutine frames that the outermost destruction destroys at its end. Null if there are none.
+  /// The coroutine frames that the outermost destruction destroys at its end. Null if no frame waits for that.
   DeferredFrames* deferredFrames;
-  /// The nested calls of `TaskRecord::cancel` on the stack. Null if there is none.
+  /// The nested calls of `TaskRecord::cancel` on the stack. Null if no such call is running.
   CancellationNest* cancellations;
 
   struct FrameList {
