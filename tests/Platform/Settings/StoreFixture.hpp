@@ -26,7 +26,7 @@ class StoreFixture : public ::testing::Test {
   using Dictionary = PropertyList::Dictionary;
   using Store = std::shared_ptr<JournaledUserDefaults>;
 
-  [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
+  [[nodiscard]] std::string folder() const { return above() + "/org.example.test" + std::to_string(round_); }
   [[nodiscard]] std::string plist() const { return folder() + "/Settings.plist"; }
   [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
   [[nodiscard]] std::string above() const { return folder_.path(); }
@@ -64,6 +64,9 @@ class StoreFixture : public ::testing::Test {
     });
     store.reset();
   }
+  /// Gives the test another directory. The last store of the former one may still be ending on a thread that notified
+  /// its observers, so that directory cannot be removed.
+  void startAnew() { ++round_; }
   void makeFolder() { std::filesystem::create_directories(folder()); }
   [[nodiscard]] static bool hasProblem(const Store& store, UserDefaultsProblem problem) {
     const auto problems = store->status().problems;
@@ -74,6 +77,7 @@ class StoreFixture : public ::testing::Test {
 
  private:
   TemporaryFolder folder_;
+  int round_ = 0;
 };
 
 }  // namespace Tessaly::Tests

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -20,10 +21,9 @@
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "tests/Platform/Settings/StoreFixture.hpp"
 #include "tests/Support/ContentsOf.hpp"
-#include "tests/Support/LastingClock.hpp"
 #include "tests/Support/OutputOf.hpp"
-#include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
@@ -31,46 +31,22 @@ namespace {
 
 using namespace std::string_literals;
 using Dictionary = PropertyList::Dictionary;
-using Store = std::shared_ptr<JournaledUserDefaults>;
 using Tests::contentsOf;
 using Tests::outputOf;
 using Tests::waitUntil;
 
-class SettingsForeignFiles : public ::testing::Test {
+class SettingsForeignFiles : public Tests::StoreFixture {
  protected:
-  [[nodiscard]] std::string above() const { return folder_.path(); }
-  [[nodiscard]] std::string folder() const { return above() + "/org.example.test"; }
-  [[nodiscard]] std::string plist() const { return folder() + "/Settings.plist"; }
-  [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
-
-  /// The clock stands still, so only `synchronize`, `advance` and the end of the store cause a checkpoint.
-  Store open() { return JournaledUserDefaults::open({.folder = folder(), .clock = clock_}); }
-  Dictionary stored() {
-    return JournaledUserDefaults::open(
-               {.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading, .clock = clock_})
-        ->dictionaryRepresentation();
-  }
-  PropertyList onDisk() {
-    const std::string bytes = contentsOf(plist());
-    return PropertyListSerialization::read(Data(std::string_view(bytes)).bytes()).value;
-  }
+  using StoreFixture::replace;
   /// Replaces a file atomically.
   void replace(const std::string& path, std::string_view bytes) {
-    std::ofstream(above() + "/other", std::ios::binary) << bytes;
+    write(above() + "/other", bytes);
     std::filesystem::rename(above() + "/other", path);
   }
-  void replace(const Dictionary& values) {
-    replace(plist(), PropertyListSerialization::data(values, PropertyListFormat::binary).text());
-  }
   std::string python(const std::string& script) {
-    std::ofstream(above() + "/script.py") << script;
+    write(above() + "/script.py", script);
     return outputOf("python3 '" + above() + "/script.py' '" + plist() + "' 2>&1");
   }
-
-  ManualClock& clock_ = Tests::lastingClock();
-
- private:
-  Tests::TemporaryFolder folder_;
 };
 
 // The way in which another program writes a file.
@@ -215,7 +191,7 @@ std::vector<Lie> lies() {
 TEST_F(SettingsForeignFiles, MalformedListsAreSetAsideAtTheBeginning) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
-    std::filesystem::remove_all(folder());
+    startAnew();
     std::filesystem::create_directory(folder());
     replace(plist(), bytes);
     const Store store = open();
@@ -232,7 +208,7 @@ TEST_F(SettingsForeignFiles, MalformedListsAreSetAsideAtTheBeginning) {
 TEST_F(SettingsForeignFiles, MalformedListsAreSetAsideLater) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
-    std::filesystem::remove_all(folder());
+    startAnew();
     const Store store = open();
     store->set(1, "a");
     ASSERT_TRUE(store->synchronize());
@@ -260,9 +236,11 @@ TEST_F(SettingsForeignFiles, ThatAreNotRegularStopNoProcessAndStay) {
       {"link to a folder", [&] { std::filesystem::create_directory_symlink("../other-folder", plist()); }},
       {"link to a pipe", [&] { std::filesystem::create_symlink("../pipe", plist()); }},
       {"link to itself", [&] { std::filesystem::create_symlink("Settings.plist", plist()); }}};
+  std::ptrdiff_t entries = 2;
   for (const auto& [name, make] : kinds) {
     SCOPED_TRACE(name);
-    std::filesystem::remove_all(folder());
+    startAnew();
+    ++entries;
     std::filesystem::create_directory(folder());
     make();
     {
@@ -276,7 +254,7 @@ TEST_F(SettingsForeignFiles, ThatAreNotRegularStopNoProcessAndStay) {
     EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
     EXPECT_TRUE(std::filesystem::is_directory(other + "/within"));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(above()), {}), 3);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(above()), {}), entries);
   }
 }
 
