@@ -106,9 +106,9 @@ bool isASCII(std::string_view text) noexcept {
   return (seen & highBits) == 0;
 }
 
-/// A number of bytes that are copied and examined together.
+/// A number of bytes that are copied and examined together. (g++ 14 ignores an attribute at the end of an alias.)
 template <std::size_t size>
-using Bytes = std::uint8_t __attribute__((vector_size(size)));
+using Bytes __attribute__((vector_size(size))) = std::uint8_t;
 
 /// Copies a text of at least `size` bytes. Returns whether it contains one of the sought bytes.
 template <std::size_t size, typename... Sought>

@@ -6,6 +6,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <variant>
 
@@ -65,11 +66,13 @@ class Follower {
 
   /// Waits until there may be a change. Returns false if the task was cancelled.
   static Async<bool> wake(Follower& self) {
-    if (!self.source_->needsPolling()) co_return (co_await self.wakes_.next()).has_value();
-    const Task<> timer = yieldAfter(pollingInterval, self.clock_, self.continuation_, std::monostate());
-    const bool isAwake = (co_await self.wakes_.next()).has_value();
-    timer.cancel();
-    co_return isAwake;
+    std::optional<Task<>> timer;
+    if (self.source_->needsPolling()) {
+      timer = yieldAfter(pollingInterval, self.clock_, self.continuation_, std::monostate());
+    }
+    const std::optional<std::monostate> woken = co_await self.wakes_.next();
+    if (timer) timer->cancel();
+    co_return woken.has_value();
   }
 
  private:
