@@ -232,9 +232,10 @@ class Property {
   {
     return left.value() == right;
   }
-  template <typename Other>
+  // The left type is a parameter, too, so that the constraint cannot ask for a conversion to `Property`.
+  template <std::same_as<Property> Left, typename Other>
     requires(!detail::isProperty<Other> && !std::same_as<Other, Value>)
-  friend bool operator==(const Property& left, const Other& right)
+  friend bool operator==(const Left& left, const Other& right)
     requires requires(const Value& value) { static_cast<bool>(value == right); }
   {
     return static_cast<bool>(left.value() == right);
@@ -249,9 +250,9 @@ class Property {
   {
     return left.value() <=> right;
   }
-  template <typename Other>
+  template <std::same_as<Property> Left, typename Other>
     requires(!detail::isProperty<Other> && !std::same_as<Other, Value>)
-  friend auto operator<=>(const Property& left, const Other& right)
+  friend auto operator<=>(const Left& left, const Other& right)
     requires requires(const Value& value) { value <=> right; }
   {
     return left.value() <=> right;
