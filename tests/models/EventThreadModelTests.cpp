@@ -34,8 +34,8 @@ struct EventThreadModel {
     /// A thread that runs jobs leaves the pool's sleeping thread among those that may be woken.
     keepsTheSleeper,
   };
-  enum class At : std::uint8_t { takes, spins, drowsy, asleep, woken, runs };
-  enum class Serving : std::uint8_t { waits, begins, serves, wakes, ends, wakesLast, runs, takes };
+  enum class At : std::uint8_t { takes, searches, drowsy, asleep, woken, looks, wakesNext, runs };
+  enum class Serving : std::uint8_t { waits, begins, serves, ends, wakesAndWaits, wakesAndRuns, runs, takes };
 
   static constexpr std::size_t workers = 2;
   static constexpr std::size_t eventThreads = 2;
@@ -44,7 +44,7 @@ struct EventThreadModel {
 
   struct State {
     std::uint8_t jobs;
-    std::uint8_t spinners;
+    std::uint8_t searchers;
     std::uint8_t sleepers;
     std::uint8_t wakeUps;
     std::uint8_t isLent;
@@ -74,8 +74,14 @@ struct EventThreadModel {
     call(state, emit);
     for (std::size_t thread = 0; thread < eventThreads; ++thread) serve(state, thread, emit);
     for (std::size_t worker = 0; worker < workers; ++worker) {
-      emitStep(state, emit, "worker " + std::to_string(worker), state.at[worker],
-               [&](State& next) { return work(next, worker); });
+      const std::string name = "worker " + std::to_string(worker);
+      if (state.at[worker] == At::wakesNext) {
+        State next = state;
+        next.at[worker] = At::runs;
+        wakeOne(name, next, emit);
+        continue;
+      }
+      emitStep(state, emit, name, state.at[worker], [&](State& next) { return work(next, worker); });
     }
   }
 
@@ -97,8 +103,9 @@ struct EventThreadModel {
     return claimSleeper(state);
   }
   static std::uint8_t claimSleeper(State& state) {
-    if (state.sleepers == 0 || state.jobs <= state.spinners) return 0;
+    if (state.sleepers == 0 || state.jobs == 0 || state.searchers > 0) return 0;
     --state.sleepers;
+    ++state.searchers;
     return 1;
   }
   /// The futex wakes one thread that sleeps, if there is one.
@@ -120,9 +127,9 @@ struct EventThreadModel {
   void serve(const State& state, std::size_t thread, Emit& emit) const {
     const std::string name = "event thread " + std::to_string(thread);
     const Serving at = state.serving[thread];
-    if (at == Serving::wakes || at == Serving::wakesLast) {
+    if (at == Serving::wakesAndWaits || at == Serving::wakesAndRuns) {
       State next = state;
-      next.serving[thread] = at == Serving::wakes ? Serving::ends : Serving::waits;
+      next.serving[thread] = at == Serving::wakesAndRuns ? Serving::runs : Serving::waits;
       wakeOne(name, next, emit);
       return;
     }
@@ -137,11 +144,12 @@ struct EventThreadModel {
         at = Serving::begins;
         return true;
       case Serving::begins:
-        ++state.spinners;
+        ++state.searchers;
         at = Serving::serves;
         return true;
       case Serving::serves:
-        at = enqueue(state) != 0 ? Serving::wakes : Serving::ends;
+        enqueue(state);  // Wakes no thread, because this one counts as a searcher.
+        at = Serving::ends;
         return true;
       case Serving::ends:
         endServing(state, at);
@@ -158,24 +166,27 @@ struct EventThreadModel {
           leave(state, at);
         }
         return true;
-      case Serving::wakes:
-      case Serving::wakesLast:
+      case Serving::wakesAndWaits:
+      case Serving::wakesAndRuns:
         break;
     }
     return false;
   }
 
   void endServing(State& state, Serving& at) const {
-    --state.spinners;
+    --state.searchers;
     const bool hasPlace = state.sleepers > 0 || variant == Variant::lendsBesideBusyPool;
-    if (state.jobs > 0 && hasPlace && (state.isLent == 0 || variant == Variant::lendsBoth)) {
+    const bool runs = state.jobs > 0 && hasPlace && (state.isLent == 0 || variant == Variant::lendsBoth);
+    if (runs) {
       ++state.isLent;
       --state.jobs;
       if (state.sleepers > 0 && variant != Variant::keepsTheSleeper) --state.sleepers;
-      at = Serving::runs;
+    }
+    const bool wakes = variant != Variant::keepsTheJobToItself && claimSleeper(state) != 0;
+    if (runs) {
+      at = wakes ? Serving::wakesAndRuns : Serving::runs;
     } else {
-      const bool wakes = variant != Variant::keepsTheJobToItself && claimSleeper(state) != 0;
-      at = wakes ? Serving::wakesLast : Serving::waits;
+      at = wakes ? Serving::wakesAndWaits : Serving::waits;
     }
   }
   static void leave(State& state, Serving& at) {
@@ -192,16 +203,15 @@ struct EventThreadModel {
           --state.jobs;
           at = At::runs;
         } else {
-          ++state.spinners;
-          at = At::spins;
+          ++state.searchers;
+          at = At::searches;
         }
         return true;
-      case At::spins:
-        --state.spinners;
+      case At::searches:
         if (state.jobs > 0) {
-          --state.jobs;
-          at = At::runs;
+          find(state, at);
         } else {
+          --state.searchers;
           ++state.sleepers;
           at = At::drowsy;
         }
@@ -212,16 +222,26 @@ struct EventThreadModel {
           at = At::asleep;
         } else {
           --state.wakeUps;
-          at = At::takes;
+          at = At::looks;
         }
+        return true;
+      case At::looks:
+        at = At::searches;
+        if (state.jobs > 0) find(state, at);
         return true;
       case At::runs:
         at = At::takes;
         return true;
       case At::asleep:
+      case At::wakesNext:
         break;
     }
     return false;
+  }
+  static void find(State& state, At& at) {
+    --state.jobs;
+    --state.searchers;
+    at = claimSleeper(state) != 0 ? At::wakesNext : At::runs;
   }
 
   /// However long the running jobs take: the pool runs as many as it has threads, no job waits beside a place that is

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // How the threads of the pool sleep and wake.
 //
-// The functions of the implementation, in Pool: `enqueue`, `claimSleeper`, `wakeOne`, `take`, `sleepUntilWoken`.
+// The functions of the implementation, in Pool: `enqueue`, `unlockAndWakeIfNeeded`, `take`, `search`,
+// `sleepUntilWoken`.
 //
 // Memory orders in the implementation: the queue and both counters are plain data under the pool's lock, so each
 // section under the lock is one step. The waker releases the count of wake-ups, and the thread that takes one acquires
-// it. Threads that spin read the count of jobs without the lock, relaxed. It only decides when they stop, and the model
-// lets them stop at any time.
+// it. Threads that search read the queue's state without the lock, relaxed. It only decides how long they leave the
+// queue alone, and the model lets them look at any time. A thread may begin to search although jobs wait.
 
 #include <gtest/gtest.h>
 
@@ -21,12 +22,14 @@ namespace {
 struct PoolModel {
   enum class Variant : std::uint8_t {
     asWritten,
-    /// A thread that stops spinning goes to sleep without another look at the queue.
+    /// A thread that stops searching goes to sleep without another look at the queue.
     sleepsWithoutLook,
-    /// A single thread that spins saves the wake-up, however many jobs wait.
-    trustsOneSpinner,
+    /// A thread that has found a job wakes no other thread, however many jobs wait.
+    wakesNoNext,
+    /// A woken thread does not count as a searcher before it runs, but is subtracted when it has found a job.
+    forgetsTheWoken,
   };
-  enum class At : std::uint8_t { takes, spins, drowsy, asleep, woken, runs };
+  enum class At : std::uint8_t { takes, searches, drowsy, asleep, woken, looks, wakesNext, runs };
 
   static constexpr std::size_t workers = 3;
   static constexpr std::size_t callers = 2;
@@ -34,7 +37,7 @@ struct PoolModel {
 
   struct State {
     std::uint8_t jobs;
-    std::uint8_t spinners;
+    std::uint8_t searchers;
     std::uint8_t sleepers;
     std::uint8_t wakeUps;
     std::array<At, workers> at;
@@ -67,12 +70,15 @@ struct PoolModel {
     if (state.enqueued[caller] == jobsPerCaller) return;
     ++next.enqueued[caller];
     ++next.jobs;
-    const bool isNeeded = variant == Variant::trustsOneSpinner ? next.spinners == 0 : next.jobs > next.spinners;
-    if (next.sleepers > 0 && isNeeded) {
-      --next.sleepers;
-      next.wakes[caller] = 1;
-    }
+    next.wakes[caller] = claimSleeper(next) ? 1 : 0;
     emit(name + " enqueues", next);
+  }
+
+  [[nodiscard]] bool claimSleeper(State& state) const {
+    if (state.jobs == 0 || state.searchers > 0 || state.sleepers == 0) return false;
+    --state.sleepers;
+    if (variant != Variant::forgetsTheWoken) ++state.searchers;
+    return true;
   }
 
   /// The futex wakes one thread that sleeps, if there is one.
@@ -92,46 +98,59 @@ struct PoolModel {
   template <typename Emit>
   void work(const State& state, std::size_t worker, Emit& emit) const {
     State next = state;
+    At& at = next.at[worker];
     const std::string name = "worker " + std::to_string(worker);
     switch (state.at[worker]) {
       case At::takes:
-        next.at[worker] = state.jobs > 0 ? At::runs : At::spins;
-        if (state.jobs > 0) {
-          --next.jobs;
-        } else {
-          ++next.spinners;
-        }
-        emit(name + " looks", next);
+        ++next.searchers;
+        at = At::searches;
+        emit(name + " begins to search", next);
+        if (state.jobs == 0) break;
+        next = state;
+        --next.jobs;
+        at = At::runs;
+        emit(name + " takes a job", next);
         break;
-      case At::spins:
-        --next.spinners;
+      case At::searches:
         if (state.jobs > 0 && variant != Variant::sleepsWithoutLook) {
-          --next.jobs;
-          next.at[worker] = At::runs;
+          find(next, at);
         } else {
+          --next.searchers;
           ++next.sleepers;
-          next.at[worker] = At::drowsy;
+          at = At::drowsy;
         }
-        emit(name + " stops spinning", next);
+        emit(name + " stops searching", next);
         break;
       case At::drowsy:
       case At::woken:
-        if (state.wakeUps > 0) {
-          --next.wakeUps;
-          next.at[worker] = At::takes;
-          emit(name + " takes a wake-up", next);
-        } else {
-          next.at[worker] = At::asleep;
-          emit(name + " sleeps", next);
-        }
+        at = state.wakeUps > 0 ? At::looks : At::asleep;
+        next.wakeUps -= state.wakeUps > 0 ? 1 : 0;
+        emit(name + " looks for a wake-up", next);
         break;
       case At::asleep:
         break;
+      case At::looks:
+        at = At::searches;
+        if (state.jobs > 0) find(next, at);
+        emit(name + " looks", next);
+        break;
+      case At::wakesNext:
+        at = At::runs;
+        ++next.wakeUps;
+        wakeOne(name + " wakes", next, emit);
+        break;
       case At::runs:
-        next.at[worker] = At::takes;
+        at = At::takes;
         emit(name + " has run a job", next);
         break;
     }
+  }
+
+  void find(State& state, At& at) const {
+    --state.jobs;
+    --state.searchers;
+    const bool wakes = variant != Variant::wakesNoNext && claimSleeper(state);
+    at = wakes ? At::wakesNext : At::runs;
   }
 
   /// No job may wait beside a thread that sleeps, however long the running jobs take.
@@ -155,8 +174,12 @@ TEST(PoolModel, CatchesASleepWithoutAnotherLook) {
   EXPECT_EQ(explore(PoolModel{PoolModel::Variant::sleepsWithoutLook}).violation, "a job waits while a thread sleeps");
 }
 
-TEST(PoolModel, CatchesTrustInOneSpinner) {
-  EXPECT_EQ(explore(PoolModel{PoolModel::Variant::trustsOneSpinner}).violation, "a job waits while a thread sleeps");
+TEST(PoolModel, CatchesASearcherThatWakesNoOther) {
+  EXPECT_EQ(explore(PoolModel{PoolModel::Variant::wakesNoNext}).violation, "a job waits while a thread sleeps");
+}
+
+TEST(PoolModel, CatchesAWokenThreadThatDoesNotCount) {
+  EXPECT_EQ(explore(PoolModel{PoolModel::Variant::forgetsTheWoken}).violation, "a job waits while a thread sleeps");
 }
 
 }  // namespace

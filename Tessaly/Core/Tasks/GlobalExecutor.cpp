@@ -3,8 +3,10 @@
 
 #include <sched.h>
 
-#include <array>
-#include <bit>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -15,6 +17,7 @@
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
 #include "Tessaly/Core/Tasks/detail/EventThread.hpp"
+#include "Tessaly/Core/Tasks/detail/JobQueue.hpp"
 #include "Tessaly/Core/Tasks/detail/PriorityLevel.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
@@ -36,7 +39,7 @@ unsigned usableCores() {
 class Pool final : public Executor {
  public:
   /// On a single core a thread that spins only delays the thread that could enqueue a job.
-  explicit Pool(unsigned threads) : pausesBeforeSleeping_(threads > 1 ? 300 : 0) {
+  explicit Pool(unsigned threads) : pausesBeforeSleeping_(threads > 1 ? 300 : 0), running_(threads) {
     for (unsigned i = 0; i < threads; ++i) {
       startLibraryThread("tessaly-pool", [this] { runJobs<&Pool::take>(take()); });
     }
@@ -45,134 +48,43 @@ class Pool final : public Executor {
   void enqueue(Job& job) noexcept override {
     stopIfForkedChild();
     lock_.lock();
-    push(job, levelOf(job.priority()));
+    queue_.push(job, levelOf(job.priority()));
     unlockAndWake();
   }
 
   void enqueueInFamily(Job& job, JobFamily& family) noexcept override {
     stopIfForkedChild();
     lock_.lock();
-    pushInFamily(job, family, levelOf(job.priority()));
+    queue_.pushInFamily(job, family, levelOf(job.priority()));
     unlockAndWake();
   }
 
   void escalate(Job& job) noexcept override {
     UnfairLock::Guard guard(lock_);
-    if (job.level < 0) return;
-    remove(job);
-    push(job, levelOf(job.priority()));
+    queue_.escalate(job);
   }
 
-  /// Counts a thread that serves events among the threads that find a job by themselves.
+  /// Counts a thread that serves events among the threads that search for a job.
   void beginServing() {
     UnfairLock::Guard guard(lock_);
-    ++spinners_;
+    ++searchers_;
   }
   void endServing() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     lock_.lock();
-    --spinners_;
-    if (count_ == 0 || sleepers_ == 0 || isLent_) {
-      unlockAndWake();
-      return;
+    --searchers_;
+    Job* job = nullptr;
+    if (sleepers_ > 0 && !isLent_) job = queue_.pop();
+    if (job != nullptr) {
+      // A sleeping thread stays asleep, and no longer counts among the threads that may be woken.
+      isLent_ = true;
+      --sleepers_;
+      addToRunning(1);
     }
-    // A sleeping thread stays asleep, and no longer counts among the threads that may be woken.
-    isLent_ = true;
-    --sleepers_;
-    Job* const job = pop();
-    lock_.unlock();
-    runJobs<&Pool::takeOrLeave>(job);
+    unlockAndWake();
+    if (job != nullptr) runJobs<&Pool::takeOrLeave>(job);
   }
 
  private:
-  void push(Job& job, unsigned level) TESSALY_REQUIRES(lock_) {
-    job.level = static_cast<signed char>(level);
-    jobs_[level].append(job);
-    setFilled(filled() | bitOfJobs(level));
-    ++count_;
-  }
-
-  /// Queues the job after the other jobs of the family. A job of another priority waits as a single job.
-  void pushInFamily(Job& job, JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
-    if (const Job* const sibling = family.jobs.first(); sibling == nullptr) {
-      families_[level].prepend(family);
-      family.isWaiting.store(true, std::memory_order_relaxed);
-      setFilled(filled() | bitOfFamilies(level));
-    } else if (sibling->level != static_cast<signed char>(level)) {
-      push(job, level);
-      return;
-    }
-    job.level = static_cast<signed char>(level);
-    job.family = &family;
-    family.jobs.append(job);
-    ++count_;
-  }
-
-  Job* pop() TESSALY_REQUIRES(lock_) {
-    const unsigned lists = filled();
-    if (lists == 0) return nullptr;
-    --count_;
-    if (lists < bitOfFamilies(0)) return popSingle(highestOf(lists));
-    const unsigned level = highestOf(levelsOf(lists));
-    JobFamily* const family = familyWithTurn(level);
-    return family != nullptr ? popOf(*family, level) : popSingle(level);
-  }
-  Job* popSingle(unsigned level) TESSALY_REQUIRES(lock_) {
-    Job* const job = jobs_[level].popFirst();
-    if (jobs_[level].isEmpty()) setFilled(filled() & ~bitOfJobs(level));
-    job->level = -1;
-    return job;
-  }
-  Job* popOf(JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
-    Job* const job = family.jobs.popFirst();
-    if (family.jobs.isEmpty()) removeFamily(family, level);
-    job->family = nullptr;
-    job->level = -1;
-    return job;
-  }
-
-  /// The family that runs a job now, or null if a single job has the turn. Usually it is the newest family. Every 16th
-  /// turn goes to a single job if one waits, and every 1024th turn to the oldest family. So each job has its turn at
-  /// some time.
-  JobFamily* familyWithTurn(unsigned level) TESSALY_REQUIRES(lock_) {
-    JobFamily* const newest = families_[level].first();
-    if (newest == nullptr || ++turn_ % turnsOfFamilies != 0) [[likely]]
-      return newest;
-    if (turn_ % turnsOfNewestFamilies == 0) return families_[level].last();
-    return jobs_[level].isEmpty() ? newest : nullptr;
-  }
-
-  /// Takes out a job that waits.
-  void remove(Job& job) TESSALY_REQUIRES(lock_) {
-    const unsigned level = static_cast<unsigned char>(job.level);
-    if (JobFamily* const family = std::exchange(job.family, nullptr)) {
-      family->jobs.remove(job);
-      if (family->jobs.isEmpty()) removeFamily(*family, level);
-    } else {
-      jobs_[level].remove(job);
-      if (jobs_[level].isEmpty()) setFilled(filled() & ~bitOfJobs(level));
-    }
-    --count_;
-  }
-  void removeFamily(JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
-    families_[level].remove(family);
-    family.isWaiting.store(false, std::memory_order_relaxed);
-    if (families_[level].isEmpty()) setFilled(filled() & ~bitOfFamilies(level));
-  }
-
-  static constexpr unsigned bitOfJobs(unsigned level) { return 1u << level; }
-  static constexpr unsigned bitOfFamilies(unsigned level) {
-    // NOLINTNEXTLINE(clang-analyzer-core.BitwiseShift): `level` is that of a list that is not empty.
-    return 1u << (level + priorityLevelCount);
-  }
-  [[nodiscard]] unsigned filled() const { return filled_.load(std::memory_order_relaxed); }
-  void setFilled(unsigned filled) TESSALY_REQUIRES(lock_) { filled_.store(filled, std::memory_order_relaxed); }
-  /// The levels at which something waits.
-  static constexpr unsigned levelsOf(unsigned filled) {
-    return (filled | filled >> priorityLevelCount) & (bitOfFamilies(0) - 1);
-  }
-
-  static constexpr unsigned highestOf(unsigned levels) { return static_cast<unsigned>(std::bit_width(levels) - 1); }
-
   void unlockAndWake() TESSALY_RELEASE(lock_) {
     if (sleepers_ == 0) [[likely]] {
       lock_.unlock();
@@ -180,21 +92,16 @@ class Pool final : public Executor {
       unlockAndWakeIfNeeded();
     }
   }
+  /// If a job waits and no thread searches, wakes a sleeping thread. This thread counts as a searcher from now on. If
+  /// more jobs wait when it has found one, it wakes the next thread.
   [[gnu::noinline]] void unlockAndWakeIfNeeded() TESSALY_RELEASE(lock_) {
-    const bool wakes = claimSleeper();
+    const bool wakes = !queue_.isEmpty() && searchers_ == 0;
+    if (wakes) {
+      --sleepers_;
+      ++searchers_;
+    }
     lock_.unlock();
-    if (wakes) wakeOne();
-  }
-
-  /// Whether a sleeping thread must be woken. If so, that thread counts as awake from now on, so each thread is woken
-  /// once. A thread that spins finds its job by itself.
-  bool claimSleeper() TESSALY_REQUIRES(lock_) {
-    if (count_ <= spinners_) return false;
-    --sleepers_;
-    return true;
-  }
-
-  void wakeOne() {
+    if (!wakes) return;
     wakeUps_.fetch_add(1, std::memory_order_release);
     futexWake(wakeUps_, 1);
   }
@@ -230,31 +137,44 @@ class Pool final : public Executor {
 
   /// Queues a job after the waiting jobs, and returns the next job. If no waiting job goes before the given job,
   /// returns the given job.
-  Job* trade(Job& job, JobFamily* family) {
+  Job* trade(Job& job, JobFamily* family) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     // A job that is enqueued at this moment comes after `job`.
-    if (filled() == 0) return &job;
-    if (family != nullptr) return tradeInFamily(job, *family);
-    UnfairLock::Guard guard(lock_);
+    if (queue_.isEmpty()) return &job;
+    // Only waiting jobs of the family and of higher levels go before a job of a family.
+    if (family != nullptr && !family->isWaiting.load(std::memory_order_relaxed) &&
+        queue_.isEmptyFrom(levelOf(job.priority()) + 1)) {
+      return &job;
+    }
+    const bool isUncontended = lock();
     // Read under the lock, as everywhere: a raise that comes too early to find the job in the queue is seen here.
     const unsigned level = levelOf(job.priority());
-    if (filled() >> level == 0) return &job;
-    push(job, level);
-    return pop();
-  }
-  /// The same for a job of a family. Only waiting jobs of the family and of higher levels go before it.
-  Job* tradeInFamily(Job& job, JobFamily& family) {
-    const unsigned higher = levelsOf(filled()) >> (levelOf(job.priority()) + 1);
-    if (higher == 0 && !family.isWaiting.load(std::memory_order_relaxed)) return &job;
-    UnfairLock::Guard guard(lock_);
-    pushInFamily(job, family, levelOf(job.priority()));
-    return pop();
+    if (family != nullptr) {
+      queue_.pushInFamily(job, *family, level);
+    } else if (queue_.isEmptyFrom(level)) {
+      lock_.unlock();
+      return &job;
+    } else {
+      queue_.push(job, level);
+    }
+    return takeLocked(isUncontended);
   }
 
   /// Takes the next job. Waits while the queue is empty.
-  Job* take() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+  Job* take() TESSALY_NO_THREAD_SAFETY_ANALYSIS { return takeLocked(lock()); }
+
+  /// Returns whether no other thread held the lock.
+  bool lock() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    if (lock_.lockIfAvailable()) [[likely]]
+      return true;
     lock_.lock();
-    Job* job = pop();
-    if (job == nullptr) return waitForJob();
+    return false;
+  }
+
+  /// Takes the next job and releases the lock. A thread that had to wait for the lock first finds out whether the jobs
+  /// are too short for two threads.
+  Job* takeLocked(bool isUncontended) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    Job* const job = isUncontended ? queue_.pop() : nullptr;
+    if (job == nullptr) return search();
     lock_.unlock();
     return job;
   }
@@ -263,58 +183,80 @@ class Pool final : public Executor {
   /// thread.
   Job* takeOrLeave() {
     UnfairLock::Guard guard(lock_);
-    Job* const job = pop();
+    Job* const job = queue_.pop();
     if (job == nullptr) {
       isLent_ = false;
       ++sleepers_;
+      addToRunning(-1);
     }
     return job;
   }
 
   /// Waits for a job and takes it. Spins briefly before it sleeps. Releases the lock.
-  [[gnu::noinline]] Job* waitForJob() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+  [[gnu::noinline]] Job* search() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    ++searchers_;
+    addToRunning(-1);
     Job* job = nullptr;
     while (job == nullptr) {
-      ++spinners_;
       lock_.unlock();
-      for (int pauses = 0; pauses < pausesBeforeSleeping_ && filled() == 0; ++pauses) {
-        pauseProcessor();
-      }
+      spin();
       lock_.lock();
-      --spinners_;
-      job = pop();
+      job = queue_.pop();
       if (job != nullptr) break;
+      --searchers_;
       ++sleepers_;
       lock_.unlock();
       sleepUntilWoken();
       lock_.lock();
-      job = pop();
+      job = queue_.pop();
     }
-    lock_.unlock();
+    --searchers_;
+    addToRunning(1);
+    unlockAndWake();
     return job;
   }
 
-  /// After this number of turns of families, a single job has a turn.
-  static constexpr std::uint32_t turnsOfFamilies = 16;
-  /// After this number of turns, the oldest family has a turn. Such turns are rare, because each family that begins to
-  /// run takes memory.
-  static constexpr std::uint32_t turnsOfNewestFamilies = 1024;
+  /// Returns when a job waits that this thread should take, or when no job has come for a while.
+  void spin() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    for (int pauses = 0; pauses < pausesBeforeSleeping_ && queue_.isEmpty(); ++pauses) pauseProcessor();
+    if (pausesBeforeSleeping_ > 0 && !queue_.isEmpty()) leaveShortJobs();
+  }
+
+  /// Returns when the other threads take less than one job in `shortJob` each. Shorter jobs are done sooner by the
+  /// threads that are already at them: the lock, the job and its task would move from one processor to another.
+  void leaveShortJobs() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    for (auto delay = firstDelay;; delay = std::min(2 * delay, maximumDelay)) {
+      const unsigned others = running();
+      if (others == 0) return;
+      const std::uint32_t takenBefore = queue_.taken();
+      const auto end = std::chrono::steady_clock::now() + delay;
+      while (std::chrono::steady_clock::now() < end) pauseProcessor();
+      if (queue_.taken() - takenBefore < delay / shortJob * others) return;
+    }
+  }
+
+  [[nodiscard]] unsigned running() const { return running_.load(std::memory_order_relaxed); }
+  void addToRunning(int difference) TESSALY_REQUIRES(lock_) {
+    running_.store(running() + static_cast<unsigned>(difference), std::memory_order_relaxed);
+  }
+
+  static constexpr std::chrono::nanoseconds shortJob{200};
+  /// For so long the jobs are counted at first.
+  static constexpr std::chrono::nanoseconds firstDelay{600};
+  /// The longest time for which waiting jobs are left alone after a long one has begun.
+  static constexpr std::chrono::nanoseconds maximumDelay{8 * firstDelay};
 
   const int pausesBeforeSleeping_;
   UnfairLock lock_;
-  /// For each level the single jobs, the oldest first, and the families, the newest first.
-  std::array<JobList, priorityLevelCount> jobs_ TESSALY_GUARDED_BY(lock_);
-  std::array<LinkedNodes<JobFamily>, priorityLevelCount> families_ TESSALY_GUARDED_BY(lock_);
-  std::uint32_t turn_ TESSALY_GUARDED_BY(lock_) = 0;
-  unsigned count_ TESSALY_GUARDED_BY(lock_) = 0;
-  unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// The threads that look for a job, or have been woken to do so, or serve events and look for a job afterwards.
+  unsigned searchers_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;
   /// Whether an event thread runs jobs now, in the place of a sleeping thread. The other event thread keeps waiting for
   /// events.
   bool isLent_ TESSALY_GUARDED_BY(lock_) = false;
-  /// The levels at which jobs or families wait. Written under the lock, read without it. Threads that spin stay off the
-  /// lock's cache line.
-  alignas(64) std::atomic<unsigned> filled_{0};
+  /// The threads that run jobs. Written under the lock, read without it.
+  std::atomic<unsigned> running_;
+  JobQueue queue_ TESSALY_GUARDED_BY(lock_);
   alignas(64) std::atomic<std::uint32_t> wakeUps_{0};
 };
 

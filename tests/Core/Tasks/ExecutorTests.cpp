@@ -66,6 +66,21 @@ TEST(GlobalExecutor, UsesAsManyThreadsAsTheProcessMayUseCores) {
   for (const auto& task : tasks) syncWait(task.finished());
 }
 
+TEST(GlobalExecutor, LeavesNoJobWaitingThatFollowsManyShortOnes) {
+  const unsigned threads = std::thread::hardware_concurrency();
+  for (int round = 0; round < repetitions(100); ++round) {
+    std::latch allAtOnce(threads);
+    std::vector<Task<>> tasks;
+    const Task<> first = Task<>::detached([&] {
+      for (int i = 0; i < 1'000; ++i) tasks.push_back(Task<>::detached([] {}));
+      for (unsigned i = 1; i < threads; ++i) tasks.push_back(Task<>::detached([&] { allAtOnce.arrive_and_wait(); }));
+      allAtOnce.arrive_and_wait();
+    });
+    syncWait(first.finished());
+    for (const auto& task : tasks) syncWait(task.finished());
+  }
+}
+
 class Counting final : public Executor {
  public:
   void enqueue(Job& job) noexcept override {
