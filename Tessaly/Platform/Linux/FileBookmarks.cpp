@@ -27,6 +27,8 @@ constexpr std::size_t searchedNames = 100'000;
 /// The number of directories that the search takes in turn: the file's directory, then those above it.
 constexpr int searchedLevels = 3;
 constexpr std::size_t maximalPath = std::size_t{64} * 1024;
+/// A file system in user space lists this inode number for every file, unless it chooses the numbers itself.
+constexpr ino_t unknownInode = 0xFFFF'FFFF;
 
 /// The identity of a file on this machine.
 struct Identity {
@@ -148,7 +150,7 @@ class Search {
       if (name == "." || name == "..") continue;
       --left_;
       std::string path = (folder == "/" ? "" : folder) + '/' + entry->d_name;
-      if (entry->d_ino == wanted_.inode && isWanted(path)) {
+      if ((entry->d_ino == wanted_.inode || entry->d_ino == unknownInode) && isWanted(path)) {
         found = std::move(path);
       } else if (entry->d_type == DT_DIR ||  // Some file systems list no types.
                  (entry->d_type == DT_UNKNOWN && isDirectory(path))) {

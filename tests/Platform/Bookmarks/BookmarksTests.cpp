@@ -23,6 +23,8 @@ namespace {
 /// Whether directories are listed without the types of their entries, as by some file systems.
 bool hidesTypes = false;
 int hiddenTypes = 0;
+/// Whether directories are listed without inode numbers, as by file systems in user space.
+bool hidesInodes = false;
 
 }  // namespace
 
@@ -33,6 +35,7 @@ extern "C" dirent* readdir(DIR* directory) {
     entry->d_type = DT_UNKNOWN;
     ++hiddenTypes;
   }
+  if (entry != nullptr && hidesInodes) entry->d_ino = 0xFFFF'FFFF;
   return entry;
 }
 
@@ -100,6 +103,17 @@ TEST_F(BookmarksTest, MovedFileIsFoundWhereListingsHaveNoTypes) {
   EXPECT_EQ(resolve(data).url.path(), path("one/two/a"));
   hidesTypes = false;
   EXPECT_GT(hiddenTypes, 0);
+}
+
+TEST_F(BookmarksTest, MovedFileIsFoundWhereListingsHaveNoInodes) {
+  std::filesystem::create_directories(path("one/two"));
+  put("a", "");
+  put("one/other", "");
+  const Data data = bookmark("a");
+  std::filesystem::rename(path("a"), path("one/two/a"));
+  hidesInodes = true;
+  EXPECT_EQ(resolve(data).url.path(), path("one/two/a"));
+  hidesInodes = false;
 }
 
 TEST_F(BookmarksTest, RenamedDirectoryIsFound) {
