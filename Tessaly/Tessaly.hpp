@@ -197,6 +197,7 @@
 #include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
+#include "Tessaly/Platform/Bookmarks/DocumentError.hpp"
 #include "Tessaly/Platform/Device/DeviceBackend.hpp"
 #include "Tessaly/Platform/Files/DirectoryEntry.hpp"
 #include "Tessaly/Platform/Files/DirectorySource.hpp"

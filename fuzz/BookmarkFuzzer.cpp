@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Any stored bookmark is refused, or keeps its token and leads to a path that its token names. Any token resolves to an
-// existing file, or fails with a bookmark error. A stored bookmark decodes to the encoded one.
+// existing file, or fails with a bookmark error. There is no portal. A stored bookmark decodes to the encoded one.
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +16,7 @@
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
+#include "Tessaly/Platform/Bookmarks/DocumentError.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/ValueRecords/URLBookmark.hpp"
 
@@ -62,6 +63,8 @@ void resolve(Bookmarks& bookmarks, const Data& token) {
     require(!bookmarks.resolve(token, BookmarkResolutionOptions::withSecurityScope).url.path().empty());
   } catch (const POSIXError& error) {
     require(error.code() == EINVAL || error.code() == ENOENT);
+  } catch (const DocumentError& error) {
+    require(error.failure() == DocumentFailure::noPortal);
   }
 }
 
@@ -72,6 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   static PlainBookmarks plain;
   static const BookmarksInstallation bookmarks(plain);
   static const LogBackendInstallation log(std::make_shared<SilentLog>());
+  static const bool isWithoutBus = ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1) == 0;
+  require(isWithoutBus);
   static const bool isNamed = (Bundle::setMain({.identifier = "org.example.fuzzer"}), true);
   require(isNamed);
   const Data data(std::string_view(reinterpret_cast<const char*>(bytes), size));

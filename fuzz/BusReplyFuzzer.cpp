@@ -20,7 +20,7 @@ namespace {
 using namespace detail;
 using Tests::BusWire;
 
-constexpr std::string_view signatures[] = {"u", "v", "h", "s", "sss", "sa{sv}as", "(bba{ss})", "o", "a{sv}"};
+constexpr std::string_view signatures[] = {"u", "v", "h", "s", "sss", "sa{sv}as", "(bba{ss})", "o", "a{sv}", "ay"};
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -84,6 +84,9 @@ void readAll(sd_bus_message* message) {
            first.isDismissed == second.isDismissed;
   });
   readTwice(message, "o", readObjectPath, areEqual);
+  readTwice(message, "ay", readFilePath, [](const std::string& first, const std::string& second) {
+    return first == second && first.starts_with('/') && first.find('\0') == std::string::npos;
+  });
   readTwice(message, "a{sv}", readNetworkStatus, [](const NetworkStatus& first, const NetworkStatus& second) {
     return first.isAvailable == second.isAvailable && first.isMetered == second.isMetered;
   });

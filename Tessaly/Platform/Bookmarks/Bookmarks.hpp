@@ -32,6 +32,10 @@ struct ResolvedBookmark {
 /// resolves to that same file or to no file, but never to another file with the same name. On a volume without times of
 /// creation, a later file with the same inode number counts as the same file.
 ///
+/// In a Flatpak sandbox, a document is a file or directory that the user has granted to the application. The data of a
+/// document contains the document's identifier. The portal `org.freedesktop.portal.Documents` decides which file the
+/// document is. See `DocumentError` for the failures.
+///
 /// Thread contract: thread-safe.
 ///
 ///     Data token = Bookmarks::shared().bookmarkData(file, BookmarkCreationOptions::withSecurityScope);
@@ -50,13 +54,16 @@ class TESSALY_EXPORT Bookmarks {
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<Bookmarks>& installed() noexcept;
 
-  /// Makes data for a file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Blocks
-  /// on the file system.
+  /// Makes data for a file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. In a
+  /// sandbox, a file on a volume in user space needs the portal of documents. Throws `DocumentError` without the portal.
+  /// Blocks on the file system, and on the portal for at most 4 s.
   [[nodiscard]] virtual Data bookmarkData(const URL& url, BookmarkCreationOptions options) = 0;
   /// Finds the file of the data. If the file is not at the path in the data, searches the directory of that path with
   /// its subdirectories. If that directory is missing, begins at the nearest existing directory above. Then searches
   /// the next two directories above in the same way. The search stays on the volume and examines at most 100,000 names.
-  /// Throws `POSIXError`: `EINVAL` for malformed data, `ENOENT` if the file is not found. Blocks on the file system.
+  /// For a document, searches only the document. Throws `POSIXError`: `EINVAL` for malformed data, `ENOENT` if the file
+  /// is not found. Throws `DocumentError` for a document that cannot be reached. Blocks on the file system, and on the
+  /// portal for at most 4 s.
   [[nodiscard]] virtual ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) = 0;
 
  protected:

@@ -1,7 +1,7 @@
 # What Linux adds to each library that has a seam.
 
 tessaly_backend(Authentication SOURCES PolkitAuthentication.cpp LIBRARIES Foundation PACKAGES systemd)
-tessaly_backend(Bookmarks SOURCES FileBookmarks.cpp)
+tessaly_backend(Bookmarks SOURCES DocumentPortal.cpp FileBookmarks.cpp PACKAGES systemd)
 tessaly_backend(Device SOURCES FirmwareDevice.cpp)
 tessaly_backend(Files
   SOURCES

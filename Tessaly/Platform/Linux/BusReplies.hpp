@@ -168,6 +168,20 @@ class BusReader {
   return path;
 }
 
+/// An absolute path of the file system: bytes with a zero at the end.
+[[nodiscard]] inline std::expected<std::string, ReplyProblem> readFilePath(sd_bus_message* message) {
+  BusReader reader(message);
+  std::string path;
+  std::uint8_t byte = 1;
+  if (!reader.enter(SD_BUS_TYPE_ARRAY, "y")) return reader.problem();
+  while (reader.hasMore() && byte != 0) {
+    if (!reader.take(SD_BUS_TYPE_BYTE, byte)) return reader.problem();
+    if (byte != 0) path += static_cast<char>(byte);
+  }
+  if (byte != 0 || reader.hasMore() || !path.starts_with('/')) return std::unexpected(ReplyProblem::malformed);
+  return path;
+}
+
 /// The contents of `NameOwnerChanged`. `former` is empty if the name had no owner, and `next` is empty if the name has
 /// no owner now.
 struct OwnerChange {

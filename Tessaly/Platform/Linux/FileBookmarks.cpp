@@ -6,18 +6,24 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
+#include "Tessaly/Platform/Bookmarks/DocumentError.hpp"
+#include "Tessaly/Platform/Linux/DocumentPortal.hpp"
+#include "Tessaly/Platform/Linux/Sandbox.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -51,6 +57,13 @@ struct Identity {
 bool keepsTimesOfCreation(const std::string& path) noexcept {
   struct statfs volume{};
   return ::statfs(path.c_str(), &volume) != 0 || volume.f_type != OVERLAYFS_SUPER_MAGIC;
+}
+
+/// Whether the portal may show this directory. Its volume is in user space, and refuses the question about some
+/// directories.
+bool mayShowDocuments(const std::string& directory) noexcept {
+  struct statfs volume{};
+  return ::statfs(directory.c_str(), &volume) == 0 ? volume.f_type == FUSE_SUPER_MAGIC : errno == EPERM;
 }
 
 std::optional<Identity> identityOf(const std::string& path) noexcept {
@@ -87,8 +100,17 @@ std::uint64_t checksum(std::string_view bytes) noexcept {
 
 struct Token {
   Identity identity;
+  /// An absolute path. The path of a document is relative to the directory of all documents, and begins with the
+  /// document's identifier.
   std::string path;
+
+  [[nodiscard]] bool isOfDocument() const noexcept { return !path.starts_with('/'); }
 };
+
+bool isDocumentPath(const std::filesystem::path& path) {
+  return !path.empty() && path.is_relative() && path.lexically_normal().native() == path.native() &&
+         *path.begin() != "." && *path.begin() != "..";
+}
 
 Data encode(const Token& token) {
   Data::Bytes bytes(magic.begin(), magic.end());
@@ -110,7 +132,8 @@ Token decode(const Data& data) {
                            .inode = number(text.substr(magic.size() + 8)),
                            .born = std::bit_cast<std::int64_t>(number(text.substr(magic.size() + 16)))},
               .path = std::string(text.substr(head, end - head))};
-  if (!token.path.starts_with('/') || token.path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
+  if (token.path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
+  if (token.isOfDocument() && !isDocumentPath(token.path)) throw POSIXError(EINVAL);
   return token;
 }
 
@@ -171,6 +194,40 @@ class Search {
   std::size_t left_ = searchedNames;
 };
 
+URL urlOf(const std::string& path) { return URL::fileURLWithPath(path, URL::DirectoryHint::checkFileSystem); }
+
+/// The path of a document, relative to the directory of all documents. Nothing outside a sandbox, or for other files.
+std::optional<std::string> documentAt(const std::string& path) {
+  if (!mayShowDocuments(folderOf(path)) || !detail::readSandbox()) return std::nullopt;
+  const std::string documents = detail::directoryOfDocuments();
+  std::error_code ignored;
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    // Flatpak shows the directory by two paths.
+    if (!std::filesystem::equivalent(path.substr(0, slash), documents, ignored)) continue;
+    const auto document = std::filesystem::path(path.substr(slash + 1)).lexically_normal();
+    if (isDocumentPath(document)) return document.string();
+  }
+  return std::nullopt;
+}
+
+ResolvedBookmark resolveDocument(const Token& token) {
+  const std::string documents = detail::directoryOfDocuments();
+  if (!mayShowDocuments(documents)) throw DocumentError(DocumentFailure::notMounted);
+  const std::string document = documents + '/' + token.path.substr(0, token.path.find('/'));
+  const auto place = identityOf(document);
+  if (!place && errno != ENOENT) throw POSIXError::last();
+  if (!place) throw DocumentError(DocumentFailure::revoked);
+  // The portal's volume has a new number after each start of the portal, and keeps no times of creation.
+  const Identity wanted{.device = place->device, .inode = token.identity.inode};
+  const std::string path = documents + '/' + token.path;
+  const auto there = identityOf(path);
+  // The portal decides which file the user has granted. Below a granted directory the inode number decides.
+  const bool isGranted = std::ranges::count(token.path, '/') <= 1;
+  if (there && (isGranted || there->isSameFile(wanted))) return {urlOf(path), false};
+  if (const auto found = Search(wanted).below(document)) return {urlOf(*found), true};
+  throw POSIXError(ENOENT);
+}
+
 class FileBookmarks final : public Bookmarks {
  public:
   Data bookmarkData(const URL& url, BookmarkCreationOptions /*options*/) override {
@@ -179,11 +236,12 @@ class FileBookmarks final : public Bookmarks {
     if (path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
     const auto identity = identityOf(path);
     if (!identity) throw POSIXError::last();
-    return encode({*identity, path});
+    return encode({*identity, documentAt(path).value_or(path)});
   }
 
   ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions /*options*/) override {
     const Token token = decode(data);
+    if (token.isOfDocument()) return resolveDocument(token);
     const auto there = identityOf(token.path);
     if (there && there->isSameFile(token.identity)) return {urlOf(token.path), false};
     if (there && there->isOfRenumberedVolume(token.identity)) return {urlOf(token.path), true};
@@ -197,9 +255,6 @@ class FileBookmarks final : public Bookmarks {
     }
     throw POSIXError(ENOENT);
   }
-
- private:
-  static URL urlOf(const std::string& path) { return URL::fileURLWithPath(path, URL::DirectoryHint::checkFileSystem); }
 };
 
 }  // namespace

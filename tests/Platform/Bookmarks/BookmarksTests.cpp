@@ -172,18 +172,40 @@ TEST_F(BookmarksTest, DamagedDataIsRefused) {
   EXPECT_EQ(failureOf(Data(Data::Bytes(1 << 20, 'x'))), EINVAL);
 }
 
+void put(Data::Bytes& bytes, std::uint64_t value, std::size_t at) {
+  bytes.resize(std::max(bytes.size(), at + 8));
+  for (std::size_t i = 0; i < 8; ++i) bytes[at + i] = static_cast<std::uint8_t>(value >> 8 * i);
+}
+
+/// The token with these bytes and their checksum.
+Data tokenOf(Data::Bytes bytes) {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const std::uint8_t byte : bytes) hash = (hash ^ byte) * 0x100000001B3;
+  put(bytes, hash, bytes.size());
+  return Data(std::move(bytes));
+}
+
 /// The token with another number for the volume, the file or the time of creation.
 Data withNumber(const Data& token, std::size_t place, std::uint64_t number) {
   Data::Bytes bytes(token.begin(), token.end() - 8);
-  const auto put = [&](std::uint64_t value, std::size_t at) {
-    bytes.resize(std::max(bytes.size(), at + 8));
-    for (std::size_t i = 0; i < 8; ++i) bytes[at + i] = static_cast<std::uint8_t>(value >> 8 * i);
-  };
-  put(number, 5 + 8 * place);
-  std::uint64_t hash = 0xCBF29CE484222325;
-  for (const std::uint8_t byte : bytes) hash = (hash ^ byte) * 0x100000001B3;
-  put(hash, bytes.size());
-  return Data(std::move(bytes));
+  put(bytes, number, 5 + 8 * place);
+  return tokenOf(std::move(bytes));
+}
+
+/// The token with another path.
+Data withPath(const Data& token, std::string_view path) {
+  Data::Bytes bytes(token.begin(), token.begin() + 5 + 24);
+  bytes.insert(bytes.end(), path.begin(), path.end());
+  return tokenOf(std::move(bytes));
+}
+
+TEST_F(BookmarksTest, DocumentPathThatLeavesTheDocumentsIsRefused) {
+  put("a", "");
+  const Data data = bookmark("a");
+  EXPECT_EQ(resolve(withPath(data, path("a"))).url.path(), path("a"));
+  for (const char* const wrong : {"..", ".", "../a", "1/../../a", "./a", "1//a"}) {
+    EXPECT_EQ(failureOf(withPath(data, wrong)), EINVAL) << wrong;
+  }
 }
 
 TEST_F(BookmarksTest, RenumberedVolumeGivesTheFileAsStale) {

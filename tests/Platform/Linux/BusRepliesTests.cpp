@@ -84,7 +84,7 @@ class BusReplies : public testing::Test {
             problem(readDescriptor(make().get())),    problem(readOwner(make().get())),
             problem(readOwnerChange(make().get())),   problem(readChange(make())),
             problem(readAuthorization(make().get())), problem(readObjectPath(make().get())),
-            problem(readNetworkStatus(make().get()))};
+            problem(readNetworkStatus(make().get())), problem(readFilePath(make().get()))};
   }
 
   BusWire wire_;
@@ -143,12 +143,12 @@ TEST_F(BusReplies, DeeplyNestedSkippedValuesEnd) {
 }
 
 TEST_F(BusReplies, EmptyMessageLacksTheValue) {
-  EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(9, missing));
-  EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(9, missing));
+  EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(10, missing));
+  EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(10, missing));
 }
 
 TEST_F(BusReplies, ErrorIsNeverAnAnswer) {
-  const std::vector<std::string> errors(9, isError);
+  const std::vector<std::string> errors(10, isError);
   EXPECT_EQ(problems([this] { return error("", ""); }), errors);
   EXPECT_EQ(problems([this] { return error("u", bytes(7)); }), errors);
   EXPECT_EQ(problems([this] { return error("s", encoded(":1.7")); }), errors);
@@ -229,6 +229,19 @@ TEST_F(BusReplies, ObjectPathIsParsed) {
   EXPECT_EQ(readObjectPath(made("o", "/org/example/1").get()), "/org/example/1");
   EXPECT_EQ(problem(readObjectPath(made("s", "/org/example/1").get())), otherType);
   EXPECT_EQ(problem(readObjectPath(received("o", encoded("org example")).get())), malformed);
+}
+
+TEST_F(BusReplies, FilePathIsAbsoluteAndEndsWithAZero) {
+  const auto path = [this](std::string text) {
+    return readFilePath(received("ay", bytes(static_cast<std::uint32_t>(text.size())) + std::move(text)).get());
+  };
+  EXPECT_EQ(path({"/run/doc\xFF\0", 10}), "/run/doc\xFF");
+  for (const std::string& text : {std::string(), std::string("/run/doc"), std::string("run/doc\0", 8),
+                                  std::string("\0", 1), std::string("/run\0/doc\0", 10)}) {
+    EXPECT_EQ(problem(path(text)), malformed) << text;
+  }
+  EXPECT_EQ(problem(readFilePath(made("s", "/run/doc").get())), otherType);
+  EXPECT_EQ(problem(readFilePath(made("as", 1, "/run/doc").get())), otherType);
 }
 
 TEST_F(BusReplies, NetworkStatusHasTheKnownKeysOnly) {
