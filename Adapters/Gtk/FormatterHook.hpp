@@ -44,6 +44,9 @@ namespace Tessaly::inline v1::Gtk4 {
 /// Control+Shift+Z and Control+Y. A run of typed characters is one step. A correction at the end of editing is also one
 /// step.
 ///
+/// A text that an input method still composes is not judged or marked. If the composition replaces a selection, the
+/// change is judged when the text is committed. Editing does not end during a composition.
+///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
 /// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
 /// construction of the hook is not checked. The hook may be destroyed before or after its field, also inside a handler
@@ -73,6 +76,7 @@ class FormatterHook {
     gtk_editable_set_enable_undo(text_.editable(), FALSE);  // The hook has a history of its own.
     connectChanges();
     connectDeletionsByKeys();
+    connectCompositions();
     connectEnds();
     connectKeysOfHistory();
     if (formatted_.isMarked()) connectMarks();
@@ -102,6 +106,7 @@ class FormatterHook {
     if (!text) return false;
     held_.reset();
     lost_.reset();
+    composedOver_.reset();
     history_.clear();
     if (setText(*text)) static_cast<void>(showMark({}));
     return true;
@@ -184,6 +189,12 @@ class FormatterHook {
     }
   }
 
+  void connectCompositions() {
+    if (g_signal_lookup("preedit-changed", G_OBJECT_TYPE(text_.editable())) == 0) return;
+    const auto compose = +[](FormatterHook* hook, const char* composed) { hook->compose(*composed != '\0'); };
+    g_signal_connect_swapped(text_.editable(), "preedit-changed", G_CALLBACK(compose), this);
+  }
+
   void connectEnds() {
     const auto end = +[](FormatterHook* hook) { hook->finish(); };
     const auto leave = +[](FormatterHook* hook) { hook->leave(); };
@@ -222,6 +233,7 @@ class FormatterHook {
   }
 
   void markText() {
+    if (isComposing_) return;
     FieldNotice notice;
     const FieldState state = formatted_.editing().state(text_.get(), &notice);
     mark_.show(state, std::move(notice));
@@ -276,11 +288,12 @@ class FormatterHook {
   [[nodiscard]] State present() const { return {text_.get(), text_.selection()}; }
   void remember() {
     lost_.reset();
-    history_.begin(present());
+    history_.begin(std::exchange(composedOver_, std::nullopt).value_or(present()));
   }
 
   bool go(std::optional<State> (detail::FieldHistory::*way)(State present)) {
     if (!settle() || !gtk_editable_get_editable(text_.editable())) return false;
+    if (composedOver_) remember();
     const std::optional<State> state = (history_.*way)(present());
     if (!state) return false;
     static_cast<void>(setText(state->text) && select(state->selection));
@@ -303,7 +316,8 @@ class FormatterHook {
     if (isChanging_) return;
     const std::optional<Selection> lost = takeLostSelection();
     if (lost && !held_) held_ = Deletion{std::min(lost->bound, lost->cursor), std::max(lost->bound, lost->cursor)};
-    const Parts parts = partsAround(held_.value_or(Deletion{*position, *position}));
+    const Parts parts =
+        held_ || !composedOver_ ? partsAround(held_.value_or(Deletion{*position, *position})) : partsOf(*composedOver_);
     const std::string whole = parts.before + std::string(inserted) + parts.behind;
     Answer answer;
     answer.kind = Answer::Kind::refused;
@@ -314,12 +328,13 @@ class FormatterHook {
     if (answer.kind == Answer::Kind::accepted) return take(inserted, position);
     stop("insert-text");
     held_.reset();
-    const Selection selection = lost.value_or(text_.selection());
+    const Selection selection = lost.value_or(composedOver_ ? composedOver_->selection : text_.selection());
     if (answer.kind == Answer::Kind::replaced) {
       const std::string replacement = valid(answer.text);
       *position = charactersIn(replacement, answer.cursor);
       if (!replace(replacement, *position, {0, 0})) return;
     } else {
+      if (!restoreComposedOver()) return;
       // The caller of the insertion sets the cursor afterwards, which clears the selection.
       *position = selection.cursor;
       if (selection.bound != selection.cursor) lost_ = selection;
@@ -333,7 +348,7 @@ class FormatterHook {
   void take(std::string_view inserted, int* position) {
     const std::optional<Deletion> deletion = held_;
     const int start = deletion ? deletion->start : *position;
-    if (deletion || !history_.continuesRun(start, inserted)) remember();
+    if (deletion || composedOver_ || !history_.continuesRun(start, inserted)) remember();
     history_.insert(start, inserted);
     held_.reset();
     if (!deletion) return;
@@ -344,6 +359,7 @@ class FormatterHook {
 
   void remove(int start, int end) {
     if (isChanging_ || !settle()) return;
+    if (composedOver_) remember();  // A change during the composition is judged alone.
     if (end < 0) end = text_.length();
     if (start >= end) return;
     stop("delete-text");
@@ -354,12 +370,69 @@ class FormatterHook {
     settleSoon();
   }
 
+  /// Notes that an input method shows a text that is still composed, or no longer shows one.
+  void compose(bool isComposing) {
+    const bool wasComposing = std::exchange(isComposing_, isComposing);
+    if (wasComposing == isComposing) return;
+    if (isComposing) {
+      static_cast<void>(composeOver());
+    } else {
+      settleSoon();  // The composed text may still be inserted before that.
+      if (formatted_.isMarked()) markText();
+    }
+  }
+
+  /// Erases the selection that a beginning composition replaces. The deletion is judged with the insertion that ends
+  /// the composition. The suffix is inserted again instead of spared, because that leaves the cursor before the suffix.
+  [[nodiscard]] bool composeOver() {
+    State state = present();
+    const auto [start, end] = std::minmax(state.selection.bound, state.selection.cursor);
+    if (!held_ || held_->start != start || held_->end != end) return true;
+    const std::optional<Deletion> deletion = std::exchange(held_, std::nullopt);
+    const std::string removed = partsAround(*deletion).removed;
+    const int last = charactersIn(state.text, formatted_.editing().lastPosition(state.text));
+    const std::string suffix = text_.part(state.text, std::clamp(last, deletion->start, deletion->end), deletion->end);
+    composedOver_ = std::move(state);
+    int position = deletion->start;
+    return erase(*deletion) && (suffix.empty() || put(suffix, &position));
+  }
+
+  /// Restores the text that a refused composition would have replaced. Returns whether this hook and its field still
+  /// exist.
+  [[nodiscard]] bool restoreComposedOver() {
+    const std::optional<State> state = std::exchange(composedOver_, std::nullopt);
+    return !state || setText(state->text);
+  }
+
+  /// Judges the deletion of the selection that a composition without a result has replaced. Returns whether this hook
+  /// and its field still exist.
+  [[nodiscard]] bool settleComposition() {
+    if (!composedOver_ || isComposing_) return true;
+    const State state = *composedOver_;
+    const Parts parts = partsOf(state);
+    const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
+    if (answer.kind == Answer::Kind::refused) {
+      const int cursor = state.selection.cursor;
+      if (!restoreComposedOver() || !select({cursor, cursor})) return false;
+      if (state.selection.bound != cursor) lost_ = state.selection;
+      restoreSoon();
+    } else if (answer.kind == Answer::Kind::replaced && valid(answer.text) != text_.get()) {
+      const std::string replacement = valid(answer.text);
+      if (!replace(replacement, charactersIn(replacement, answer.cursor), {0, 0})) return false;
+    } else {
+      remember();
+    }
+    return !answer.isRefusal || formatted_.tellRefusal(parts.before + parts.behind, answer.reason);
+  }
+
   void settleSoon() {
     if (settling_ != 0) return;
     constexpr GSourceFunc turn = [](gpointer data) -> gboolean {
       auto* hook = static_cast<FormatterHook*>(data);
       hook->settling_ = 0;
-      if (hook->settle()) hook->restoreSoon();
+      if (!hook->settle()) return G_SOURCE_REMOVE;
+      hook->restoreSoon();
+      if (std::exchange(hook->isLeft_, false)) hook->leave();
       return G_SOURCE_REMOVE;
     };
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
@@ -392,7 +465,8 @@ class FormatterHook {
   /// changes nothing. Returns whether this hook and its field still exist.
   [[nodiscard]] bool settle() {
     const auto deletion = std::exchange(held_, std::nullopt);
-    if (!deletion || !text_.isThere()) return text_.isThere();
+    if (!text_.isThere() || !settleComposition()) return false;
+    if (!deletion) return text_.isThere();
     const Parts parts = partsAround(*deletion);
     const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
     if (answer.kind == Answer::Kind::accepted) {
@@ -411,11 +485,13 @@ class FormatterHook {
   /// a change by the hook itself, because the text may then be one that the user has not typed.
   void leave() {
     if (isChanging_ || !text_.isThere() || gtk_widget_has_focus(text_.widget())) return;
+    isLeft_ = isComposing_;
+    if (isComposing_) return;
     if (settle() && !formatted_.hasEndedWith(text_.get())) finish();
   }
 
   void finish() {
-    if (!settle()) return;
+    if (isComposing_ || !settle()) return;
     history_.endRun();
     const std::string text = text_.get();
     const std::size_t cursor = text_.part(text, 0, text_.selection().cursor).size();
@@ -426,8 +502,12 @@ class FormatterHook {
     formatted_.tell(text, end);
   }
 
-  [[nodiscard]] Parts partsAround(const Deletion& deletion) const {
-    const std::string text = text_.get();
+  [[nodiscard]] Parts partsAround(const Deletion& deletion) const { return partsAround(text_.get(), deletion); }
+  [[nodiscard]] Parts partsOf(const State& state) const {
+    const auto [start, end] = std::minmax(state.selection.bound, state.selection.cursor);
+    return partsAround(state.text, {start, end});
+  }
+  [[nodiscard]] Parts partsAround(const std::string& text, const Deletion& deletion) const {
     return {text_.part(text, 0, deletion.start), text_.part(text, deletion.start, deletion.end),
             text_.part(text, deletion.end, -1)};
   }
@@ -449,6 +529,11 @@ class FormatterHook {
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;
+  /// The state before an input method began to compose over the selection, until the change is judged.
+  std::optional<State> composedOver_;
+  bool isComposing_ = false;
+  /// Whether the focus has left the field during a composition, which must end first.
+  bool isLeft_ = false;
   guint settling_ = 0;
   guint restoring_ = 0;
   bool isChanging_ = false;

@@ -4,6 +4,9 @@
 
 #include <QEvent>
 #include <QFocusEvent>
+#include <QGuiApplication>
+#include <QInputMethod>
+#include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMetaObject>
@@ -40,6 +43,9 @@ namespace Tessaly::inline v1::Qt6 {
 /// committing composed input. If the formatter offers a replacement, the replacement takes the place of the whole text
 /// in the next turn of the event loop. The field gets no other input before that. Undo then restores the text before
 /// the refused change. In this mode the field gets no property, no colour and no tooltip.
+///
+/// A text that an input method still composes is not judged or marked. If the composition replaces a selection, the
+/// change is judged when the text is committed. Editing does not end during a composition.
 ///
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two classes drop typed
 /// characters. If a change is refused without a replacement, `FormatterValidator` leaves the text, the cursor and the
@@ -79,11 +85,14 @@ class FormatterValidator : public QValidator {
     QObject::connect(field, &QLineEdit::inputRejected, this, [this] { noteRefusal(); });
     QObject::connect(field, &QLineEdit::textChanged, this, [this](const QString& text) {
       if (refusal_ && refusal_->text != text) refusal_.reset();
-      standing_ = text;
+      if (isComposing_) return;
+      forgetComposedOver();
       if (formatted_.isMarked()) markText();
     });
     if (formatted_.isMarked()) {
       QObject::connect(field, &QLineEdit::cursorPositionChanged, this, [this](int, int now) { stayBeforeSuffix(now); });
+      QObject::connect(field, &QLineEdit::selectionChanged, this,
+                       [this] { stayBeforeSuffix(field_->cursorPosition()); });
     }
     field->installEventFilter(this);
     field->setValidator(this);
@@ -100,6 +109,8 @@ class FormatterValidator : public QValidator {
     const std::optional<std::string> text = formatted_.show(std::move(object));
     if (!text) return false;
     refusal_.reset();
+    isComposing_ = false;
+    composedOver_.reset();
     if (change([&] { field_->setText(QString::fromStdString(*text)); })) static_cast<void>(showMark({}));
     return true;
   }
@@ -135,17 +146,13 @@ class FormatterValidator : public QValidator {
       case QEvent::FocusOut:
         if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) leave();
         break;
-      case QEvent::KeyPress: {
-        const int key = static_cast<QKeyEvent*>(event)->key();
-        if (key == ::Qt::Key_Return || key == ::Qt::Key_Enter) {
-          finish();
-        } else {
-          static_cast<void>(settle());
-        }
+      case QEvent::KeyPress:
+        press(static_cast<QKeyEvent*>(event)->key());
         break;
-      }
-      case QEvent::ShortcutOverride:
       case QEvent::InputMethod:
+        if (settle()) compose(*static_cast<QInputMethodEvent*>(event));
+        break;
+      case QEvent::ShortcutOverride:
       case QEvent::MouseButtonPress:
       case QEvent::ContextMenu:
       case QEvent::Drop:
@@ -159,6 +166,7 @@ class FormatterValidator : public QValidator {
 
   State validate(QString& input, int& position) const override {
     judged_.reset();
+    if (isComposing_) return worthOf(input);
     Answer answer;
     answer.kind = Answer::Kind::refused;
     answer.isRefusal = true;
@@ -209,6 +217,53 @@ class FormatterValidator : public QValidator {
     return formatted_.editing().state(text.toStdString()) == FieldState::acceptable ? Acceptable : Intermediate;
   }
 
+  void press(int key) {
+    if (key != ::Qt::Key_Return && key != ::Qt::Key_Enter) return static_cast<void>(settle());
+    if (isComposing_) QGuiApplication::inputMethod()->commit();
+    if (!isComposing_) finish();
+  }
+
+  /// Prepares for an event of the input method, which the field receives next. A text that is still composed is not
+  /// judged. If the composition replaces a selection, the deletion is judged with the text that ends the composition.
+  void compose(const QInputMethodEvent& event) {
+    const bool isOver = event.preeditString().isEmpty();
+    const bool isReplacing = event.replacementLength() > 0;
+    const bool isOnlyComposed = !isOver && event.commitString().isEmpty() && !isReplacing;
+    if (!composedOver_ && (isReplacing || (isOnlyComposed && field_->hasSelectedText()))) {
+      const int length = static_cast<int>(field_->selectedText().size());
+      composedOver_ = {length > 0 ? field_->selectionStart() : field_->cursorPosition(), length};
+      if (isOnlyComposed) spareSuffix();
+    }
+    if (isOver && (isComposing_ || composedOver_)) {
+      QMetaObject::invokeMethod(this, [this] { endComposition(); }, ::Qt::QueuedConnection);
+    }
+    isComposing_ = isOnlyComposed;
+  }
+  /// Takes the suffix out of the selection, so that the field does not remove it.
+  void spareSuffix() {
+    const std::string text = field_->text().toStdString();
+    const int last = positionIn(text, formatted_.editing().lastPosition(text));
+    const auto [start, length] = *composedOver_;
+    if (start + length > last && start < last) field_->setSelection(start, last - start);
+  }
+  /// Judges the text after a composition that has ended without a further change. Qt does not ask about such a text.
+  void endComposition() {
+    if (isComposing_ || !settle() || !composedOver_) return;
+    const QString text = field_->text();
+    Answer answer = text == standing_ ? Answer() : answerTo(text, field_->cursorPosition());
+    if (answer.kind != Answer::Kind::accepted) {
+      refusal_ = Refusal{text, std::move(answer)};
+      static_cast<void>(settle());
+    } else {
+      forgetComposedOver();
+      if (formatted_.isMarked()) markText();
+    }
+  }
+  void forgetComposedOver() {
+    composedOver_.reset();
+    standing_ = field_->text();
+  }
+
   void markText() {
     FieldNotice notice;
     const FieldState state = formatted_.editing().state(field_->text().toStdString(), &notice);
@@ -220,7 +275,7 @@ class FormatterValidator : public QValidator {
   }
 
   void stayBeforeSuffix(int cursor) {
-    if (field_->hasSelectedText()) return;
+    if (field_->hasSelectedText() || isComposing_) return;
     const std::string text = field_->text().toStdString();
     const int last = positionIn(text, formatted_.editing().lastPosition(text));
     if (cursor > last) field_->setCursorPosition(last);
@@ -279,7 +334,9 @@ class FormatterValidator : public QValidator {
   [[nodiscard]] bool settle() {
     if (!refusal_) return true;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
-    if (field_->text() == refusal.text) {
+    if (composedOver_) {
+      if (refusal.answer.kind == Answer::Kind::refused && !restoreComposedOver()) return false;
+    } else if (field_->text() == refusal.text) {
       // Qt has not reverted the text, because the program or an undo set the text. Qt accepts every change while the
       // text counts as invalid. So this function sets the same text again without a check. Qt then counts it as valid.
       const int cursor = field_->cursorPosition();
@@ -290,8 +347,21 @@ class FormatterValidator : public QValidator {
     return !answer.isRefusal || formatted_.tellRefusal(refusal.text.toStdString(), answer.reason);
   }
 
+  /// Restores the text, the selection and the cursor before a refused change by the input method. Returns whether this
+  /// validator still exists.
+  [[nodiscard]] bool restoreComposedOver() {
+    const auto [start, length] = *std::exchange(composedOver_, std::nullopt);
+    const std::string text = standing_.toStdString();
+    if (!replace(text, standing_.left(start).toStdString().size())) return false;
+    return length == 0 || change([&] { field_->setSelection(start, length); });
+  }
+
+  /// Qt has asked the input method to commit its text before the focus leaves.
   void leave() {
-    if (settle() && !formatted_.hasEndedWith(field_->text().toStdString())) finish();
+    isComposing_ = false;
+    if (!settle()) return;
+    if (composedOver_) forgetComposedOver();
+    if (!formatted_.hasEndedWith(field_->text().toStdString())) finish();
   }
 
   void finish() {
@@ -315,6 +385,11 @@ class FormatterValidator : public QValidator {
   std::optional<Refusal> refusal_;
   /// The text before the change that is being judged.
   QString standing_;
+  /// The start and the length of the selection in `standing_` that the input method replaces, or the cursor and 0.
+  /// Absent after the change was judged.
+  std::optional<std::pair<int, int>> composedOver_;
+  /// Whether the field shows a text that is still composed, and the last event of the input method had no other text.
+  bool isComposing_ = false;
   bool isTakenAsItIs_ = false;
 };
 

@@ -14,7 +14,9 @@
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/ComposedField.hpp"
 #include "tests/Adapters/EditingSituations.hpp"
+#include "tests/Adapters/Gtk/InputMethod.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
 #include "tests/Adapters/TypedNumbers.hpp"
@@ -29,7 +31,7 @@ namespace {
 void setEnvironment() {
   ::setenv("GDK_BACKEND", "x11", 1);
   ::setenv("GSK_RENDERER", "cairo", 1);
-  ::setenv("GTK_IM_MODULE", "gtk-im-context-simple", 1);
+  ::setenv("GTK_IM_MODULE", Tests::InputMethod::name, 1);
   ::setenv("GTK_A11Y", "none", 1);
   ::setenv("GSETTINGS_BACKEND", "memory", 1);
 }
@@ -54,6 +56,7 @@ class GtkField : public testing::Test {
     if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
     setEnvironment();
     gtk_init();
+    Tests::InputMethod::install();
     window_ = gtk_window_new();
     gtk_window_set_title(GTK_WINDOW(window_), "Field");
     GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 10);
@@ -166,6 +169,23 @@ class GtkField : public testing::Test {
     ASSERT_TRUE(comesTrue([&] { return isRead; }));
     settle();
   }
+  void compose(const std::string& text) {
+    ASSERT_TRUE(Tests::InputMethod::isActive());
+    Tests::InputMethod::compose(text);
+    settle();
+  }
+  /// Ends the composition with a text.
+  void commit(const std::string& text) {
+    ASSERT_TRUE(Tests::InputMethod::isActive());
+    Tests::InputMethod::compose({});
+    Tests::InputMethod::commit(text);
+    settle();
+  }
+  void deleteBefore(int count) {
+    ASSERT_TRUE(Tests::InputMethod::isActive());
+    EXPECT_TRUE(Tests::InputMethod::deleteBefore(count));
+    settle();
+  }
   std::vector<DrivenField> neighbours(const EditingSituation& situation) {
     GtkWidget* spin = gtk_spin_button_new_with_range(situation.lowest, situation.highest, 1);
     gtk_spin_button_set_digits(GTK_SPIN_BUTTON(spin), static_cast<guint>(situation.fractionDigits));
@@ -179,8 +199,6 @@ class GtkField : public testing::Test {
     focus();
     gtk_box_remove(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), neighbour_);
   }
-  /// The pending deletion of the selection ends the composition.
-  static constexpr bool composesOverSelections = false;
   Gtk4::FormatterHook& policy() { return *hook_; }
 
   [[nodiscard]] std::string text() const { return gtk_editable_get_text(field_); }
@@ -214,6 +232,7 @@ class GtkField : public testing::Test {
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, PolicedField, GtkField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, ComposedField, GtkField);
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, TypedNumbers, GtkField);
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, EditedNumber, GtkField);
 
@@ -311,6 +330,50 @@ TEST_F(GtkField, ChecksCommittedButNotComposedInput) {
   press({"e"});
   EXPECT_EQ(text(), "é");
   EXPECT_EQ(refused_, (Strings{"éé"}));
+}
+
+TEST_F(GtkField, CommitMayPrecedeTheEndOfTheComposition) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  type("60");
+  press({"Control_L", "a"});
+  compose("7");
+  Tests::InputMethod::commit("7");
+  EXPECT_EQ(text(), "7");
+  EXPECT_TRUE(hook_->notice().isNone());
+  compose("");
+  EXPECT_EQ(text(), "7");
+  EXPECT_EQ(hook_->state(), FieldState::incomplete);
+  EXPECT_FALSE(hook_->notice().isNone());
+  EXPECT_TRUE(hook_->undo());
+  EXPECT_EQ(text(), "60");
+}
+
+// GTK itself permits the end of the hook, but not of the field, while a composition begins.
+TEST_F(GtkField, HookMayEndWhileACompositionBegins) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::CharactersLimit::make(5));
+  type("ab");
+  press({"Control_L", "a"});
+  g_signal_connect_swapped(field_, "changed",
+                           G_CALLBACK(+[](std::unique_ptr<Gtk4::FormatterHook>* hook) { hook->reset(); }), &hook_);
+  compose("x");
+  EXPECT_TRUE(hasEnded());
+  commit("xyz12345");
+  EXPECT_EQ(text(), "xyz12345");
+}
+
+TEST_F(GtkField, ChecksATextThatTheInputMethodCommitsWhenTheFocusLeaves) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  type("50");
+  Tests::InputMethod::commitsWhenLeft = true;
+  compose("0");
+  leave();
+  settle();
+  EXPECT_EQ(text(), "300");
+  EXPECT_EQ(refused_, (Strings{"500"}));
+  EXPECT_EQ(ends_, 1);
 }
 
 TEST_F(GtkField, ReplacesACodePointInputByTheBound) {

@@ -27,6 +27,7 @@
 #include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/ComposedField.hpp"
 #include "tests/Adapters/EditingSituations.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
@@ -148,6 +149,25 @@ class QtField : public testing::Test {
     QGuiApplication::clipboard()->setText(QString::fromStdString(text));
     press({"Control_L", "v"});
   }
+  void compose(const std::string& text) {
+    QInputMethodEvent event(QString::fromStdString(text), {});
+    send(event);
+  }
+  /// Ends the composition with a text.
+  void commit(const std::string& text) {
+    QInputMethodEvent event;
+    event.setCommitString(QString::fromStdString(text));
+    send(event);
+  }
+  void deleteBefore(int count) {
+    QInputMethodEvent event;
+    event.setCommitString({}, -count, count);
+    send(event);
+  }
+  void send(QInputMethodEvent& event) {
+    QCoreApplication::sendEvent(QApplication::focusWidget(), &event);
+    settle();
+  }
   std::vector<DrivenField> neighbours(const EditingSituation& situation) {
     const QLocale locale(QString::fromUtf8(situation.language));
     QAbstractSpinBox* box = nullptr;
@@ -184,7 +204,6 @@ class QtField : public testing::Test {
     focus();
     for (QWidget* widget : std::exchange(neighbours_, {})) delete widget;
   }
-  static constexpr bool composesOverSelections = true;
   Qt6::FormatterValidator& policy() { return *validator_; }
 
   [[nodiscard]] std::string text() const { return field_->text().toStdString(); }
@@ -215,6 +234,7 @@ class QtField : public testing::Test {
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, PolicedField, QtField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Qt, ComposedField, QtField);
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, TypedNumbers, QtField);
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, EditedNumber, QtField);
 
@@ -281,6 +301,29 @@ TEST_F(QtField, ChecksCommittedButNotComposedInput) {
   fitting.setCommitString("c");
   QCoreApplication::sendEvent(field_, &fitting);
   EXPECT_EQ(textAndCursor(), "abc|");
+}
+
+TEST_F(QtField, ValidatorMayEndWhileACompositionBegins) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::CharactersLimit::make(5));
+  type("ab");
+  press({"Control_L", "a"});
+  endAtNextChange();
+  compose("x");
+  EXPECT_TRUE(hasEnded());
+  commit("xyz12345");
+  EXPECT_EQ(text(), "xyz12345");
+}
+
+TEST_F(QtField, CursorStaysBeforeTheSuffixAfterSelectingAll) {
+  checking_ = FieldChecking::atTheEnd;
+  const auto formatter = Formatters::RangeNumber<int>::make(ClosedRange(0, 100));
+  formatter->setSuffix(" %");
+  police(formatter);
+  validator_->setObjectValue(NSNumber(50));
+  press({"Control_L", "a"});
+  press({"End"});
+  EXPECT_EQ(textAndCursor(), "50| %");
 }
 
 TEST_F(QtField, ReplacesCommittedInputByTheBound) {
