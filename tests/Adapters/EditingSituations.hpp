@@ -92,7 +92,7 @@ inline const std::vector<EditingSituation> editingSituations{
     // Signs.
     {"hyphen in English", -12, 12, " dB", 0, "en", 0, "<all>-5", "-5 dB", "-5 dB", -5},
     {"hyphen in Swedish", -12, 12, " dB", 0, "sv", 0, "<all>-5", "-5 dB", "−5 dB", -5},
-    {"hyphen in Arabic", -12, 12, " dB", 0, "ar", 0, "<all>-5", "-5 dB", "؜-٥ dB", -5},
+    {"hyphen in Arabic", -12, 12, " dB", 0, "ar_EG", 0, "<all>-5", "-5 dB", "؜-٥ dB", -5},
     {"hyphen in Hebrew", -12, 12, " dB", 0, "he", 0, "<all>-5", "-5 dB", "‎-5 dB", -5},
     {"hyphen in Persian", -12, 12, " dB", 0, "fa", 0, "<all>-5", "-5 dB", "‎−۵ dB", -5},
     {"minus (U+2212) in English", -12, 12, " dB", 0, "en", 0, "<all>−5", "−5 dB", "-5 dB", -5},

@@ -18,7 +18,7 @@ namespace {
 /// The file after a power cut: its size may be that of any moment, and each sector was written or not.
 std::string torn(const std::string& before, const std::string& latest, std::mt19937_64& random) {
   const auto chance = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
-  const auto [least, most] = std::minmax(before.size(), latest.size());
+  const auto [least, most] = std::minmax({before.size(), latest.size()});
   const std::size_t size = chance(2) == 0 ? latest.size() : least + chance(most - least + 1);
   std::string left = before.substr(0, std::min(size, before.size()));
   left.resize(size, '\0');
