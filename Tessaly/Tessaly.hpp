@@ -28,6 +28,7 @@
 #include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/DecodedScalar.hpp"
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"

@@ -2,9 +2,9 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 

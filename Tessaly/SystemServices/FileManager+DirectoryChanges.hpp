@@ -2,9 +2,9 @@
 // Component: Tessaly::SystemServices
 #pragma once
 
-#include <chrono>
 #include <vector>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"

@@ -10,7 +10,7 @@ import tree
 
 # A file that is missing on purpose, which stops a host's compilation.
 MISSING = "see-the-error-above"
-PLATFORM = {"cxxabi.h", "pthread.h", "sys/types.h", "time.h", "unistd.h"}
+PLATFORM = {"bits/chrono.h", "cxxabi.h", "pthread.h", "sys/types.h", "time.h", "unistd.h"}
 
 
 def check(root):

@@ -2,13 +2,13 @@
 // Component: Tessaly::Foundation
 #pragma once
 
-#include <chrono>
 #include <compare>
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <string>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {

@@ -2,9 +2,8 @@
 // Component: Tessaly::Logging
 #pragma once
 
-#include <chrono>
-
 #include "Tessaly/Core/Base/BackendInstallation.hpp"
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/JournalStatus.hpp"
 #include "Tessaly/Core/Logging/LogRecord.hpp"

@@ -2,7 +2,6 @@
 // Component: Tessaly::Logging
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/LogFormat.hpp"
 #include "Tessaly/Core/Logging/OSLog.hpp"

@@ -2,8 +2,7 @@
 // Component: Tessaly::Logging
 #pragma once
 
-#include <chrono>
-
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/JournalStatus.hpp"
 #include "Tessaly/Core/Logging/LogRecord.hpp"

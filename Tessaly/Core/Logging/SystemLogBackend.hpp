@@ -2,9 +2,9 @@
 // Component: Tessaly::Logging
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Core/Logging/LogSinks.hpp"

@@ -2,9 +2,9 @@
 // Component: Tessaly::Tasks
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {

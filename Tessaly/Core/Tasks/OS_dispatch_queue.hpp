@@ -2,11 +2,11 @@
 // Component: Tessaly::Tasks
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <utility>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
