@@ -6,8 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <functional>
-#include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -34,11 +33,11 @@ class Outcome {
 
   template <typename... Arguments>
   void setValue(Arguments&&... arguments) {
-    std::construct_at(std::addressof(value_), std::forward<Arguments>(arguments)...);
+    ::new (static_cast<void*>(std::addressof(value_))) T(std::forward<Arguments>(arguments)...);
     state_ = State::value;
   }
   void setError(std::exception_ptr error) noexcept {
-    std::construct_at(std::addressof(error_), std::move(error));
+    ::new (static_cast<void*>(std::addressof(error_))) std::exception_ptr(std::move(error));
     state_ = State::error;
   }
   /// Moves the value or error of `other` into this outcome, which must be pending. If the move throws, its exception
@@ -67,8 +66,8 @@ class Outcome {
   enum class State : unsigned char { pending, value, error };
 
   void reset() noexcept {
-    if (state_ == State::value) std::destroy_at(std::addressof(value_));
-    if (state_ == State::error) std::destroy_at(std::addressof(error_));
+    if (state_ == State::value) value_.~T();
+    if (state_ == State::error) error_.~exception_ptr();
   }
 
   union {
@@ -266,6 +265,15 @@ struct AsyncResult<Async<T>> {
 /// The final result of a function: the result of its `Async`, or its return value.
 template <typename Function, typename... Arguments>
 using AsyncInvokeResult = AsyncResult<std::invoke_result_t<Function, Arguments...>>::Type;
+
+/// An argument from which a task can make its own function: a function, or an object with a call operator, that takes
+/// no arguments. Cheaper to compile than `std::is_invocable`.
+template <typename Operation>
+concept TaskOperation = requires(std::decay_t<Operation>& operation) { operation(); };
+
+/// The final result of the function of a task.
+template <typename Operation>
+using OperationResult = AsyncResult<decltype(std::declval<Operation&>()())>::Type;
 
 }  // namespace detail
 }  // namespace Tessaly::inline v1

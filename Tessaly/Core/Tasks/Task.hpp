@@ -2,12 +2,12 @@
 // Component: Tessaly::Tasks
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/Durations.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
@@ -46,15 +46,15 @@ template <typename T = void>
 class Task {
  public:
   /// Starts the operation. One allocation for the task, one for the coroutine.
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
-  explicit Task(Operation&& operation) : Task(TaskOptions{}, std::forward<Operation>(operation)) {}
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
+  template <detail::TaskOperation Operation>
+  explicit Task(Operation&& operation)
+      : state_(started(currentPriority(), Isolation::current(), detail::TaskLocalCopies::ofTheCaller,
+                       std::forward<Operation>(operation))) {}
+  template <detail::TaskOperation Operation>
   Task(TaskOptions options, Operation&& operation)
-      : state_(make(options.priority.value_or(currentPriority()),
-                    options.isolation ? std::move(*options.isolation) : Isolation::current(),
-                    detail::TaskLocalCopies::ofTheCaller, std::forward<Operation>(operation))) {}
+      : state_(started(options.priority.value_or(currentPriority()),
+                       options.isolation ? std::move(*options.isolation) : Isolation::current(),
+                       detail::TaskLocalCopies::ofTheCaller, std::forward<Operation>(operation))) {}
 
   /// A call of this overload does not compile, because a task must keep its function and its captures until the work
   /// has ended.
@@ -65,15 +65,13 @@ class Task {
 
   /// Starts a task that inherits nothing. The task has no task-locals. Unless the options give other values, the task
   /// has medium priority and no isolation.
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
+  template <detail::TaskOperation Operation>
   static Task detached(TaskOptions options, Operation&& operation) {
-    return Task(make(options.priority.value_or(TaskPriority::medium),
-                     std::move(options.isolation).value_or(Isolation()), detail::TaskLocalCopies::none,
-                     std::forward<Operation>(operation)));
+    return Task(started(options.priority.value_or(TaskPriority::medium),
+                        std::move(options.isolation).value_or(Isolation()), detail::TaskLocalCopies::none,
+                        std::forward<Operation>(operation)));
   }
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
+  template <detail::TaskOperation Operation>
   static Task detached(Operation&& operation) {
     return detached(TaskOptions{}, std::forward<Operation>(operation));
   }
@@ -161,13 +159,20 @@ class Task {
 
   explicit Task(Retained<State> state) noexcept : state_(std::move(state)) {}
 
+  /// Makes a task that has not started.
   template <typename Operation>
-  static Retained<State> make(TaskPriority priority, Isolation isolation, detail::TaskLocalCopies copies,
-                              Operation&& operation) {
+  static State* make(TaskPriority priority, Isolation&& isolation, detail::TaskLocalCopies copies,
+                     Operation&& operation) {
     using Closure = std::decay_t<Operation>;
-    static_assert(std::is_same_v<detail::AsyncInvokeResult<Closure&>, T>, "the operation must give the task's result");
-    auto state = Retained<State>::adopt(new detail::ClosureTask<T, Closure>(std::forward<Operation>(operation),
-                                                                            priority, std::move(isolation), copies));
+    static_assert(std::is_same_v<detail::OperationResult<Closure>, T>, "the operation must give the task's result");
+    return new detail::ClosureTask<T, Closure>(std::forward<Operation>(operation), priority, std::move(isolation),
+                                               copies);
+  }
+  template <typename Operation>
+  static Retained<State> started(TaskPriority priority, Isolation&& isolation, detail::TaskLocalCopies copies,
+                                 Operation&& operation) {
+    auto state =
+        Retained<State>::adopt(make(priority, std::move(isolation), copies, std::forward<Operation>(operation)));
     state->start();
     return state;
   }
@@ -188,8 +193,18 @@ class Task {
 };
 
 namespace detail {
-/// Gives the runtime the task record to which a handle refers.
+/// Gives the library the task record to which a handle refers, and makes a task that the library starts later.
 struct TaskAccess {
+  template <typename Operation>
+  static TaskState<void>* make(TaskPriority priority, Isolation&& isolation, Operation&& operation) {
+    return Task<>::make(priority, std::move(isolation), TaskLocalCopies::ofTheCaller,
+                        std::forward<Operation>(operation));
+  }
+  /// Starts a task of `make`.
+  static Task<> start(Retained<TaskState<void>> task) noexcept {
+    task->start();
+    return Task<>(std::move(task));
+  }
   template <typename T>
   static TaskRecord& record(const Task<T>& task) noexcept {
     return *task.state_;
@@ -198,10 +213,10 @@ struct TaskAccess {
 }  // namespace detail
 
 template <typename Operation>
-Task(Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
+Task(Operation) -> Task<detail::OperationResult<Operation>>;
 template <typename Result>
 Task(Async<Result>) -> Task<Result>;
 template <typename Operation>
-Task(TaskOptions, Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
+Task(TaskOptions, Operation) -> Task<detail::OperationResult<Operation>>;
 
 }  // namespace Tessaly::inline v1

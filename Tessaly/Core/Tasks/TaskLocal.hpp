@@ -2,7 +2,6 @@
 // Component: Tessaly::Tasks
 #pragma once
 
-#include <functional>
 #include <type_traits>
 #include <utility>
 
@@ -46,19 +45,19 @@ class TaskLocal {
   /// `Async`.
   template <typename Body>
   auto withValue(Value value, Body body) const {
-    if constexpr (isAsync<std::invoke_result_t<Body&>>) {
+    if constexpr (isAsync<decltype(std::declval<Body&>()())>) {
       return bindAsync(std::move(value), std::move(body));
     } else {
       const detail::ScopedTaskLocalBinding<Value> binding(this, std::move(value));
-      return std::invoke(body);
+      return body();
     }
   }
 
  private:
   template <typename Body>
-  auto bindAsync(Value value, Body body) const -> std::invoke_result_t<Body&> {
+  auto bindAsync(Value value, Body body) const -> decltype(std::declval<Body&>()()) {
     const detail::ScopedTaskLocalBinding<Value> binding(this, std::move(value));
-    co_return co_await std::invoke(body);
+    co_return co_await body();
   }
 
   Value defaultValue_;

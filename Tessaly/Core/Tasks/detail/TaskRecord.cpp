@@ -2,15 +2,24 @@
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
 #include <cstdint>
+#include <exception>
 #include <utility>
 
+#include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/detail/JobScope.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskState.hpp"
 
 namespace Tessaly::inline v1::detail {
+
+std::exception_ptr cancelledOutcome() noexcept { return std::make_exception_ptr(CancellationError()); }
+
+void CompletionAwaiter::collectBelow(TaskPriority priority, TaskList& tasks) noexcept {
+  if (task_.priority() < priority) tasks.push_back(Retained<TaskRecord>::sharing(task_));
+}
 
 TaskRecord::TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies)
     : Job(&runTask, priority), executor_(isolation.executor()), isolation_(std::move(isolation)) {

@@ -3,19 +3,19 @@
 
 #include <atomic>
 #include <exception>
-#include <functional>
-#include <memory>
-#include <optional>
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
 namespace Tessaly::inline v1::detail {
+
+/// The error of a task that ended without a result.
+[[nodiscard]] TESSALY_EXPORT std::exception_ptr cancelledOutcome() noexcept;
 
 /// A task with a result of type `T`.
 template <typename T>
@@ -36,6 +36,17 @@ class TaskState : public TaskRecord {
   using TaskRecord::TaskRecord;
   ~TaskState() override = default;
 
+  /// Moves the result out of the task's outermost coroutine, and destroys that coroutine.
+  void takeOver(std::coroutine_handle<AsyncPromise<T>> root) noexcept {
+    outcome_.takeOver(root.promise().outcome());
+    root.destroy();
+  }
+  /// Gives a task without a result the error of a cancelled task.
+  void endOutcome() noexcept {
+    if (outcome_.isPending()) [[unlikely]]
+      outcome_.setError(cancelledOutcome());
+  }
+
   Outcome<T> outcome_;
 
  private:
@@ -43,6 +54,9 @@ class TaskState : public TaskRecord {
 };
 
 /// A task that owns and runs a closure. The closure may return an `Async` or a plain value.
+///
+/// The compiler instantiates this class for every closure of a host. So the class has only what depends on the closure,
+/// and no template of the standard library.
 template <typename T, typename Closure, typename Base = TaskState<T>>
 class ClosureTask : public Base {
  public:
@@ -51,17 +65,17 @@ class ClosureTask : public Base {
       : Base(std::forward<Arguments>(arguments)...), closure_(std::move(closure)) {}
 
  protected:
-  ~ClosureTask() override = default;
+  ~ClosureTask() override { destroyClosure(); }
 
   std::coroutine_handle<> makeRoot() noexcept final {
     try {
-      if constexpr (isAsync<std::invoke_result_t<Closure&>>) {
-        return root_ = std::invoke(*closure_).release();
+      if constexpr (isAsync<decltype(closure_())>) {
+        return root_ = closure_().release();
       } else if constexpr (std::is_void_v<T>) {
-        std::invoke(*closure_);
+        closure_();
         this->outcome_.setValue();
       } else {
-        this->outcome_.setValue(std::invoke(*closure_));
+        this->outcome_.setValue(closure_());
       }
     } catch (...) {
       this->outcome_.setError(std::current_exception());
@@ -70,21 +84,27 @@ class ClosureTask : public Base {
   }
 
   void finish() noexcept final {
-    if (root_ != nullptr) {
-      this->outcome_.takeOver(root_.promise().outcome());
-      std::exchange(root_, nullptr).destroy();
-    }
-    closure_.reset();
-    if (this->outcome_.isPending()) this->outcome_.setError(std::make_exception_ptr(CancellationError()));
+    if (root_ != nullptr) this->takeOver(root_);
+    destroyClosure();
+    this->endOutcome();
   }
 
  private:
-  std::optional<Closure> closure_;
+  void destroyClosure() noexcept {
+    if (!hasClosure_) return;
+    hasClosure_ = false;
+    closure_.~Closure();
+  }
+
+  union {
+    Closure closure_;
+  };
+  bool hasClosure_ = true;
   std::coroutine_handle<AsyncPromise<T>> root_;
 };
 
 /// Waits for a task's completion. Cancelling the waiting task does not end the wait.
-class CompletionAwaiter final : AwaitedWork {
+class TESSALY_EXPORT CompletionAwaiter final : AwaitedWork {
  public:
   explicit CompletionAwaiter(TaskRecord& task) noexcept : task_(task) {}
 
@@ -103,9 +123,7 @@ class CompletionAwaiter final : AwaitedWork {
   }
 
  private:
-  void collectBelow(TaskPriority priority, TaskList& tasks) noexcept override {
-    if (task_.priority() < priority) tasks.push_back(Retained<TaskRecord>::sharing(task_));
-  }
+  void collectBelow(TaskPriority priority, TaskList& tasks) noexcept override;
 
   TaskRecord& task_;
   CompletionWaiter waiter_;
