@@ -36,6 +36,13 @@ void OwnedTasks::end() {
   endTasks(*ended, std::exchange(tasks_, {}));
 }
 
+Task<> OwnedTasks::start(TaskPriority priority, Make make, void* given) {
+  Isolation current = isolation();
+  const auto finished = detail::makeRoomForTask(tasks_);
+  auto task = Retained<detail::TaskState<void>>::adopt(make(given, priority, std::move(current)));
+  return tasks_.emplace_back(detail::TaskAccess::start(std::move(task)));
+}
+
 Isolation OwnedTasks::isolation() const {
   if (!executor_->isCurrent()) {
     fatalError("OwnedTasks was used outside its isolation, where its tasks may be running", "Tessaly/OwnedTasks",

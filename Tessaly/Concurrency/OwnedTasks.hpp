@@ -2,8 +2,6 @@
 // Component: Tessaly::Concurrency
 #pragma once
 
-#include <concepts>
-#include <functional>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -85,20 +83,25 @@ class OwnedTasks {
   /// Starts a task in the object's isolation, at the caller's priority. The operation must not return a result; it
   /// changes the object instead. An exception of the operation reaches the tasks that await the returned `Task<>`, if
   /// there are any.
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
+  template <detail::TaskOperation Operation>
   Task<> add(Operation&& operation) {
     return add(Task<>::currentPriority(), std::forward<Operation>(operation));
   }
   /// Like `add(operation)`, but starts the task at the given priority.
-  template <typename Operation>
-    requires std::is_invocable_v<std::decay_t<Operation>&>
+  template <detail::TaskOperation Operation>
   Task<> add(TaskPriority priority, Operation&& operation) {
-    static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
+    static_assert(std::is_void_v<detail::OperationResult<std::decay_t<Operation>>>,
                   "a task of OwnedTasks gives no result: let it change its owner, or use a Task");
-    const TaskOptions options{.priority = priority, .isolation = isolation()};
-    const auto finished = detail::makeRoomForTask(tasks_);
-    return tasks_.emplace_back(options, std::forward<Operation>(operation));
+    struct Given {
+      Operation&& operation;
+    } given{std::forward<Operation>(operation)};
+    return start(
+        priority,
+        [](void* given, TaskPriority taskPriority, Isolation&& isolation) {
+          return detail::TaskAccess::make(taskPriority, std::move(isolation),
+                                          std::forward<Operation>(static_cast<Given*>(given)->operation));
+        },
+        &given);
   }
 
   /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A task must
@@ -114,6 +117,10 @@ class OwnedTasks {
 
  private:
   [[nodiscard]] TESSALY_EXPORT Isolation isolation() const;
+  /// Makes a task from the operation that `given` contains.
+  using Make = detail::TaskState<void>* (*)(void* given, TaskPriority priority, Isolation&& isolation);
+  /// Starts a task and keeps it. The function is in the library, so a host compiles only `make` for each operation.
+  TESSALY_EXPORT Task<> start(TaskPriority priority, Make make, void* given);
 
   /// The executor of the tasks that were added since the last `end()`.
   detail::OwnerExecutor* executor_;
