@@ -2,12 +2,15 @@
 // Component: Tessaly::Base
 #pragma once
 
-#include <string>
 #include <utility>
 
-#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+[[noreturn]] TESSALY_EXPORT void stopAtThrownNotification(const char* name) noexcept;
+}
 
 /// Calls an observer, a handler or another function of the host. Use this function if no caller could catch an
 /// exception of the called function. An exception stops the process with a message that contains `name`.
@@ -18,7 +21,7 @@ void callNotification(const char* name, Function& function, Arguments&&... argum
   try {
     function(std::forward<Arguments>(arguments)...);
   } catch (...) {
-    fatalError(std::string(name) + " has thrown", "Tessaly/Notification", __LINE__);
+    detail::stopAtThrownNotification(name);
   }
 }
 

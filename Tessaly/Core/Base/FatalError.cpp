@@ -7,7 +7,9 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <string>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 
 namespace Tessaly::inline v1 {
@@ -40,6 +42,10 @@ void fatalError(std::string_view message, std::string_view file, unsigned line) 
     if (auto* handler = slot.load(std::memory_order_acquire)) handler();
   }
   std::abort();
+}
+
+void detail::stopAtThrownNotification(const char* name) noexcept {
+  fatalError(std::string(name) + " has thrown", "Tessaly/Notification", __LINE__);
 }
 
 }  // namespace Tessaly::inline v1

@@ -6,8 +6,8 @@
 #include <concepts>
 #include <functional>
 #include <iosfwd>
+#include <iterator>
 #include <memory>
-#include <ranges>
 #include <type_traits>
 #include <utility>
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
 
+#include <iterator>
+#include <memory>
+#include <utility>
+#include <vector>
+
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -15,6 +20,17 @@ std::size_t hashAddress(const ObservationPoint* point) noexcept {
 }
 
 }  // namespace
+
+struct AccessList::Many {
+  std::vector<Access> accesses;
+  /// A hash table that maps the address of a point to its position in `accesses` plus one. The table has open
+  /// addressing and is at most half full.
+  std::vector<std::uint32_t> index;
+};
+
+const Access* AccessList::accesses() const noexcept { return many_ == nullptr ? few_ : many_->accesses.data(); }
+
+void AccessList::discardMany() noexcept { delete std::exchange(many_, nullptr); }
 
 std::uint64_t* AccessList::find(const ObservationPoint& point) noexcept {
   // The search begins with the newest entry, because a function that reads in a loop reads the same points again.
@@ -72,9 +88,9 @@ void AccessList::addOnce(ObservationPoint& point, std::uint64_t version) {
   } else {
     if (many_ == nullptr) {
       auto many = std::make_unique<Many>();
-      many->accesses.assign(few_.begin(), few_.end());
+      many->accesses.assign(std::begin(few_), std::end(few_));
       many->index.assign(8 * inlineCount, 0);
-      many_ = std::move(many);
+      many_ = many.release();
       for (std::size_t position = 0; position < count_; ++position) insertIntoIndex(position);
     }
     if (2 * (count_ + 1) > many_->index.size()) rebuildIndex();

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <utility>
-#include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
 
@@ -45,6 +42,7 @@ class TESSALY_EXPORT AccessList {
   ~AccessList() {
     end();
     if (count_ != 0) releaseAll();
+    if (many_ != nullptr) discardMany();
   }
 
   /// Adds a read. The caller must load the version before it reads the value, so that a later change is detected.
@@ -78,7 +76,9 @@ class TESSALY_EXPORT AccessList {
   void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
 
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
-  [[nodiscard]] const Access& operator[](std::size_t index) const noexcept { return accesses()[index]; }
+  [[nodiscard]] const Access& operator[](std::size_t index) const noexcept {
+    return many_ == nullptr ? few_[index] : accesses()[index];
+  }
   /// Empties the list. The caller then owns the references.
   void surrender() noexcept { count_ = 0; }
 
@@ -86,16 +86,9 @@ class TESSALY_EXPORT AccessList {
   static constexpr std::size_t inlineCount = 8;
 
   /// The storage for more than `inlineCount` accesses.
-  struct Many {
-    std::vector<Access> accesses;
-    /// A hash table that maps the address of a point to its position in `accesses` plus one. The table has open
-    /// addressing and is at most half full.
-    std::vector<std::uint32_t> index;
-  };
+  struct Many;
 
-  [[nodiscard]] const Access* accesses() const noexcept {
-    return many_ == nullptr ? few_.data() : many_->accesses.data();
-  }
+  [[nodiscard]] const Access* accesses() const noexcept;
   void addSlowly(ObservationPoint& point, std::uint64_t version);
   [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
   void stopExpecting();
@@ -105,6 +98,7 @@ class TESSALY_EXPORT AccessList {
   void rebuildIndex();
   void insertIntoIndex(std::size_t position) noexcept;
   void releaseAll() noexcept;
+  void discardMany() noexcept;
   void mergeIntoOuter();
 
   AccessList* outer_;
@@ -114,8 +108,8 @@ class TESSALY_EXPORT AccessList {
   std::size_t seen_ = 0;
   std::size_t again_ = 0;
   std::size_t count_ = 0;
-  std::array<Access, inlineCount> few_;
-  std::unique_ptr<Many> many_;
+  Access few_[inlineCount];
+  Many* many_ = nullptr;
 };
 
 /// Disables tracking on this thread for a scope, so that reads by handlers do not enter the lists.

@@ -68,7 +68,7 @@ void ObservationPoint::releaseAfterCall(std::uint32_t count) noexcept {
   stock.count = std::min(stock.count, stockedReferences);
 }
 
-ObservationPoint::~ObservationPoint() = default;
+ObservationPoint::~ObservationPoint() { delete observers_; }
 
 ObservationPoint::Link ObservationPoint::link(Registration& registration, Tracking& tracking,
                                               Version version) noexcept {

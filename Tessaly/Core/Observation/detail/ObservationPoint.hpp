@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -153,7 +152,7 @@ class TESSALY_EXPORT ObservationPoint {
   Registration* before_ TESSALY_GUARDED_BY(word_) = nullptr;
   Registration* after_ TESSALY_GUARDED_BY(word_) = nullptr;
   /// Made when the first observer is added.
-  std::unique_ptr<ObserverList> observers_ TESSALY_GUARDED_BY(word_);
+  ObserverList* observers_ TESSALY_GUARDED_BY(word_) = nullptr;
   std::atomic<std::uint32_t> references_{1};
   bool hasEnded_ TESSALY_GUARDED_BY(word_) = false;
 };

@@ -2,16 +2,23 @@
 #include "Tessaly/Core/Observation/detail/ObserverList.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 #include <utility>
 
 #include "Tessaly/Core/Observation/detail/AsymmetricFence.hpp"
 
 namespace Tessaly::inline v1::detail {
 
+struct ObserverList::Array {
+  std::unique_ptr<PointObserver*[]> places;
+  std::unique_ptr<Array> older;
+};
+
 ObserverList::ObserverList() noexcept : isAsymmetric_(AsymmetricFence::isAvailable()) {}
 
 // Every observer holds a reference on the point, so no observer is left when the point is destroyed.
-ObserverList::~ObserverList() = default;
+ObserverList::~ObserverList() { delete grown_; }
 
 void ObserverList::add(PointObserver& observer) {
   if (count_ == capacity_) {
@@ -31,11 +38,14 @@ void ObserverList::grow() {
   auto larger = std::make_unique<Array>();
   larger->places = std::make_unique_for_overwrite<PointObserver*[]>(std::size_t{2} * capacity_);
   std::copy_n(slots_, count_, larger->places.get());
-  if (turns_ > 0) larger->older = std::move(grown_);
+  std::unique_ptr<Array> former(std::exchange(grown_, nullptr));
+  if (turns_ > 0) larger->older = std::move(former);
   slots_ = larger->places.get();
-  grown_ = std::move(larger);
+  grown_ = larger.release();
   capacity_ *= 2;
 }
+
+void ObserverList::discardOlder() noexcept { grown_->older.reset(); }
 
 void ObserverList::remove(PointObserver& observer) noexcept {
   slots_[observer.index_] = nullptr;

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 #include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 
@@ -69,7 +67,8 @@ class ObserverList {
   [[nodiscard]] PointObserver* endTurn() noexcept {
     if (--turns_ > 0) return nullptr;
     isShared_.store(false, std::memory_order_relaxed);
-    if (grown_ != nullptr) grown_->older.reset();
+    if (grown_ != nullptr) [[unlikely]]
+      discardOlder();
     return hasEndedOnes_ ? sweep() : nullptr;
   }
 
@@ -84,12 +83,10 @@ class ObserverList {
   static constexpr std::uint32_t inlineCount = 4;
 
   /// A grown array, and the outgrown arrays that a turn may still read.
-  struct Array {
-    std::unique_ptr<PointObserver*[]> places;
-    std::unique_ptr<Array> older;
-  };
+  struct Array;
 
   void grow();
+  void discardOlder() noexcept;
   [[nodiscard]] PointObserver* sweep() noexcept;
   /// Closes the gaps that removed observers left.
   void compact() noexcept;
@@ -103,9 +100,9 @@ class ObserverList {
   std::uint32_t count_ = 0;
   std::uint32_t live_ = 0;
   std::uint32_t capacity_ = inlineCount;
-  std::array<PointObserver*, inlineCount> few_{};
-  PointObserver** slots_ = few_.data();
-  std::unique_ptr<Array> grown_;
+  PointObserver* few_[inlineCount] = {};
+  PointObserver** slots_ = few_;
+  Array* grown_ = nullptr;
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -34,7 +34,7 @@ void ObservationPoint::addAndCall(PointObserver& observer) noexcept {
 void ObservationPoint::call(PointObserver& observer) noexcept { callLocked(observer, word_.lock()); }
 
 void ObservationPoint::addLocked(PointObserver& observer) {
-  if (observers_ == nullptr) observers_ = std::make_unique<ObserverList>();
+  if (observers_ == nullptr) observers_ = new ObserverList;
   observers_->add(observer);
 }
 

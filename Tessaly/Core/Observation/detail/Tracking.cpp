@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Observation/detail/Tracking.hpp"
 
+#include <memory>
+
 namespace Tessaly::inline v1::detail {
+
+void Tracking::makeRoomForMany() { many_ = std::make_unique<Registration[]>(count_).release(); }
 
 void Tracking::releasePoints() noexcept {
   for (std::size_t i = 0; i < count_; ++i) {
     if (ObservationPoint* const point = registrations()[i].point) point->release();
   }
+  delete[] many_;
 }
 
 void Tracking::install(AccessList& accesses) noexcept {

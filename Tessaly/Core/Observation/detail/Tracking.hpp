@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -77,7 +76,7 @@ class TESSALY_EXPORT Tracking {
 
   /// Makes a tracking with room for one registration per point of the list.
   explicit Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
-    if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
+    if (count_ > 1) makeRoomForMany();
   }
   virtual ~Tracking() {
     if (count_ > 1 || one_.point != nullptr) releasePoints();
@@ -94,15 +93,17 @@ class TESSALY_EXPORT Tracking {
     return true;
   }
   void finish(Finish finish) noexcept;
+  void makeRoomForMany();
+  /// Releases the points, and frees the room for many registrations.
   void releasePoints() noexcept;
   void installMany(AccessList& accesses) noexcept;
-  [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_.get() : &one_; }
+  [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_ : &one_; }
 
   std::atomic<std::uint32_t> references_{1};
   std::uint32_t count_ = 0;
   std::atomic<bool> isFired_{false};
   Registration one_;
-  std::unique_ptr<Registration[]> many_;
+  Registration* many_ = nullptr;
 };
 
 /// A tracking that stores its handler in itself.
