@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Observation/detail/Tracking.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/SettingsAndObservation/detail/ContinuousObservationState.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -20,6 +24,46 @@ bool detail::ContinuousObservationState::keep(Retained<Tracking> tracking) noexc
   if (isCancelled()) return false;
   tracking_ = std::move(tracking);
   return true;
+}
+
+void detail::ContinuousObservationState::follow(AccessList& accesses, Retained<Tracking> tracking) noexcept {
+  if (!keep(tracking)) return;
+  tracking->retain();
+  tracking->install(accesses);
+}
+
+detail::PassBinding::PassBinding(bool isFirst) : binding_(&ObservationToken::isFirstBinding, isFirst) {}
+
+detail::PassBinding::~PassBinding() = default;
+
+detail::ContinuousPasses::ContinuousPasses(Isolation isolation)
+    : state_(std::make_shared<ContinuousObservationState>()), isolation_(std::move(isolation)) {}
+
+detail::ContinuousPasses::~ContinuousPasses() = default;
+
+ObservationToken detail::ContinuousPasses::begin() {
+  ObservationToken token(state_);
+  pass(true);
+  return token;
+}
+
+void detail::ContinuousPasses::follow(AccessList& accesses) {
+  if (accesses.count() == 0) return;
+  auto onChange = [self = Retained<ContinuousPasses>::sharing(*this)] { self->scheduleNextPass(); };
+  state_->follow(accesses,
+                 Retained<Tracking>::adopt(new HandlerTracking<decltype(onChange)>(accesses, std::move(onChange))));
+}
+
+void detail::ContinuousPasses::scheduleNextPass() {
+  const Task<> task({.priority = TaskPriority::high, .isolation = isolation_},
+                    [self = Retained<ContinuousPasses>::sharing(*this)] {
+                      const auto nextPass = [&] { self->passUnlessCancelled(); };
+                      callNotification("The evaluation of a continuous observation", nextPass);
+                    });
+}
+
+void detail::ContinuousPasses::passUnlessCancelled() {
+  if (!state_->isCancelled()) pass(false);
 }
 
 constinit const TaskLocal<bool> ObservationToken::isFirstBinding(false);

@@ -2,24 +2,22 @@
 // Component: Tessaly::SettingsAndObservation
 #pragma once
 
-#include <atomic>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
-#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
-#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/TaskLocal.hpp"
-#include "Tessaly/SettingsAndObservation/detail/ContinuousObservationState.hpp"
+#include "Tessaly/SettingsAndObservation/detail/ContinuousObservation.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+class ContinuousObservationState;
+}
 
 /// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
 /// `withContinuousObservation` makes the token.
@@ -67,67 +65,6 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   std::shared_ptr<detail::ContinuousObservationState> state_;
 };
 
-namespace detail {
-
-template <typename T>
-struct PresentValue {
-  using Type = T;
-};
-template <typename T>
-struct PresentValue<std::optional<T>> {
-  using Type = T;
-};
-
-/// The default `onChangeNil` callback, which does nothing.
-struct IgnoresAbsence {
-  void operator()(const auto&) const noexcept {}
-};
-
-/// The state that the passes of a continuous observation share.
-template <typename Apply, typename OnChange, typename OnChangeNil>
-class ContinuousObservation {
- public:
-  using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Apply&>>>::Type;
-
-  ContinuousObservation(std::shared_ptr<ContinuousObservationState> state, Isolation isolation, Apply apply,
-                        OnChange onChange, OnChangeNil onChangeNil)
-      : state_(std::move(state)),
-        isolation_(std::move(isolation)),
-        apply_(std::move(apply)),
-        onChange_(std::move(onChange)),
-        onChangeNil_(std::move(onChangeNil)) {}
-
-  static void pass(const std::shared_ptr<ContinuousObservation>& self, bool isFirst) {
-    if (self->state_->isCancelled()) return;
-    AccessList accesses;
-    const std::optional<Value> value = std::invoke(self->apply_);
-    accesses.end();
-    self->state_->follow(accesses, [self] { scheduleNextPass(self); });
-    if (value.has_value()) {
-      ObservationToken::isFirstBinding.withValue(
-          isFirst, [&] { callNotification("The callback of a continuous observation", self->onChange_, *value); });
-    }
-    ObservationToken::isFirstBinding.withValue(
-        isFirst, [&] { callNotification("The callback of a continuous observation", self->onChangeNil_, value); });
-  }
-
- private:
-  static void scheduleNextPass(const std::shared_ptr<ContinuousObservation>& self) {
-    const Task<> task({.priority = TaskPriority::high, .isolation = self->isolation_}, [self] {
-      const auto nextPass = [&] { pass(self, false); };
-      callNotification("The evaluation of a continuous observation", nextPass);
-    });
-  }
-
-  const std::shared_ptr<ContinuousObservationState> state_;
-  const Isolation isolation_;
-  Apply apply_;
-  OnChange onChange_;
-  OnChangeNil onChangeNil_;
-};
-
-}  // namespace detail
-
 /// Calls `apply` now, and again after each change of an observable property that `apply` read. Passes each result to
 /// the callbacks. The observation ends when the returned token is cancelled or destroyed.
 ///
@@ -145,21 +82,17 @@ class ContinuousObservation {
 ///
 /// Thread contract: thread-safe.
 template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>
-  requires std::is_invocable_v<Apply&>
+  requires requires(Apply& apply) { apply(); }
 ObservationToken withContinuousObservation(Isolation isolation, Apply apply, OnChange onChange,
                                            OnChangeNil onChangeNil = {}) {
-  static_assert(!isAsync<std::invoke_result_t<Apply&>>,
-                "the function must not suspend: its reads are tracked until it returns");
+  static_assert(!isAsync<decltype(apply())>, "the function must not suspend: its reads are tracked until it returns");
   using Observation = detail::ContinuousObservation<Apply, OnChange, OnChangeNil>;
-  auto state = std::make_shared<detail::ContinuousObservationState>();
-  ObservationToken token(state);
-  Observation::pass(std::make_shared<Observation>(std::move(state), std::move(isolation), std::move(apply),
-                                                  std::move(onChange), std::move(onChangeNil)),
-                    true);
-  return token;
+  const auto observation = Retained<Observation>::adopt(
+      new Observation(std::move(isolation), std::move(apply), std::move(onChange), std::move(onChangeNil)));
+  return observation->begin();
 }
 template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>
-  requires std::is_invocable_v<Apply&>
+  requires requires(Apply& apply) { apply(); }
 ObservationToken withContinuousObservation(Apply apply, OnChange onChange, OnChangeNil onChangeNil = {}) {
   return withContinuousObservation(Isolation::current(), std::move(apply), std::move(onChange), std::move(onChangeNil));
 }

@@ -2,15 +2,15 @@
 #pragma once
 
 #include <atomic>
-#include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Observation/detail/AccessList.hpp"
-#include "Tessaly/Core/Observation/detail/Tracking.hpp"
 
 namespace Tessaly::inline v1::detail {
+
+class AccessList;
+class Tracking;
 
 /// The state that a token and its observation share: whether the observation has ended, and the tracking that waits for
 /// the next change.
@@ -23,15 +23,8 @@ class TESSALY_EXPORT ContinuousObservationState {
   /// released after that pass.
   void cancel() noexcept;
 
-  /// Calls the function at the next change of an observation point in the list, unless the observation has ended.
-  template <typename OnChange>
-  void follow(AccessList& accesses, OnChange onChange) {
-    if (accesses.count() == 0) return;
-    auto tracking = Retained<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
-    if (!keep(tracking)) return;
-    tracking->retain();
-    tracking->install(accesses);
-  }
+  /// Installs the tracking, which must be for the points of the list, unless the observation has ended.
+  void follow(AccessList& accesses, Retained<Tracking> tracking) noexcept;
 
  private:
   [[nodiscard]] bool keep(Retained<Tracking> tracking) noexcept;
