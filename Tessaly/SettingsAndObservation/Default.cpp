@@ -6,7 +6,11 @@
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
+
+template class Default<bool>;
+
+namespace detail {
 namespace {
 
 constexpr std::string_view file = "Tessaly/Default";
@@ -42,7 +46,8 @@ void logForbiddenSetting(std::string_view setting) noexcept {
                                   "\" forbids was not stored; the former value stays");
 }
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace detail
+}  // namespace Tessaly::inline v1
 
 extern "C" {
 

@@ -186,7 +186,7 @@ class Default {
   ///     observer->startObservingIfNeeded([](int stored) { show(stored); });
   class ValueObserver;
 
-  explicit Default(Key key) : backing_(Backing::make(std::move(key), UserDefaults::standard())) {}
+  explicit Default(Key key);
   Default(const Default&) noexcept = default;
   Default& operator=(const Default&) noexcept = default;
 
@@ -195,10 +195,10 @@ class Default {
   [[nodiscard]] const std::shared_ptr<Backing>& backing() const noexcept { return backing_; }
 
   /// The value of the setting. Observation tracking records the read.
-  [[nodiscard]] Value value() const { return backing_->value(); }
+  [[nodiscard]] Value value() const;
   /// Stores the value; the absent value removes the setting's entry. If the key's rule forbids the value, stores the
   /// nearest end of the range, or keeps the former value (see `Key`).
-  void setValue(const Value& newValue) { backing_->setValue(newValue); }
+  void setValue(const Value& newValue);
   template <detail::PointerForBoolean<Value> Pointer>
   void setValue(const Pointer& newValue) = delete;
   /// Calls the body to change the value, and stores the value even if the body throws. Returns the body's result.
@@ -250,12 +250,7 @@ class Default {
  private:
   static Value read(const UserDefaults& store, const Key& key);
   /// The value that a key reads if the given value is stored.
-  static Value admitted(const Key& key, Value value) {
-    if (key.rule_.isEmpty()) [[likely]]
-      return value;
-    auto result = key.rule_.admitted(std::move(value));
-    return result ? *std::move(result) : key.defaultValue();
-  }
+  static Value admitted(const Key& key, Value value);
   static void write(UserDefaults& store, const Key& key, const Value& newValue);
   /// Converts a stored object. Null stands for a missing entry. The result is absent if the conversion fails.
   static std::optional<StoredValue> converted(const PropertyList* object) {
@@ -264,6 +259,27 @@ class Default {
 
   std::shared_ptr<Backing> backing_;
 };
+
+template <UserDefaultsValueTransformable Value>
+Default<Value>::Default(Key key) : backing_(Backing::make(std::move(key), UserDefaults::standard())) {}
+
+template <UserDefaultsValueTransformable Value>
+Value Default<Value>::value() const {
+  return backing_->value();
+}
+
+template <UserDefaultsValueTransformable Value>
+void Default<Value>::setValue(const Value& newValue) {
+  backing_->setValue(newValue);
+}
+
+template <UserDefaultsValueTransformable Value>
+Value Default<Value>::admitted(const Key& key, Value value) {
+  if (key.rule_.isEmpty()) [[likely]]
+    return value;
+  auto result = key.rule_.admitted(std::move(value));
+  return result ? *std::move(result) : key.defaultValue();
+}
 
 template <UserDefaultsValueTransformable Value>
 Value Default<Value>::read(const UserDefaults& store, const Key& key) {
@@ -305,3 +321,11 @@ constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-hos
 
 #include "Tessaly/SettingsAndObservation/detail/SettingBacking.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingValueObserver.hpp"
+
+namespace Tessaly::inline v1 {
+#ifdef __clang__
+// The library's own key needs this class in every host. The library has its functions, so that a host does not compile
+// them again.
+extern template class __attribute__((visibility("default"))) Default<bool>;
+#endif
+}  // namespace Tessaly::inline v1
