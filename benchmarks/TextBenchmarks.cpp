@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The operation of the first two facilities is one byte: 1,000 divided by its nanoseconds is the rate in MB/s.
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>

@@ -89,12 +89,12 @@ void KeyPathsMonitor::report(const AnyKeyPath& keyPath, const void* root) {
   const auto found = keyPathToMonitorable_.find(keyPath);
   if (found == keyPathToMonitorable_.end()) return;
   if (found->second.identity_ != root || found->second.root_.expired()) return;
-  if (const auto* callback = std::get_if<OnChange::Synchronous>(&onChange_.callback_)) {
-    callNotification("The change handler of a key-path monitor", *callback);
+  if (onChange_.asynchronous_ == nullptr) {
+    callNotification("The change handler of a key-path monitor", onChange_.synchronous_);
     return;
   }
   if (onChangeTask_.has_value()) onChangeTask_->cancel();
-  onChangeTask_.emplace([callback = std::get<OnChange::Shared>(onChange_.callback_)] { return run(callback); });
+  onChangeTask_.emplace([callback = onChange_.asynchronous_] { return run(callback); });
 }
 
 Async<void> KeyPathsMonitor::run(OnChange::Shared callback) {

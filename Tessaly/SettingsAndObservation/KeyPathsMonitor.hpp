@@ -9,7 +9,6 @@
 #include <optional>
 #include <unordered_map>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -66,9 +65,12 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     friend KeyPathsMonitor;
     using Shared = std::shared_ptr<const Asynchronous>;
 
-    explicit OnChange(std::variant<Synchronous, Shared> callback) : callback_(std::move(callback)) {}
+    explicit OnChange(Synchronous callback) : synchronous_(std::move(callback)) {}
+    explicit OnChange(Shared callback) : asynchronous_(std::move(callback)) {}
 
-    std::variant<Synchronous, Shared> callback_;
+    /// Used if `asynchronous_` is null.
+    Synchronous synchronous_;
+    Shared asynchronous_;
   };
 
   /// The object of a watched key path, held weakly.

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Core/Foundation/NSNumber.hpp"
@@ -121,27 +122,19 @@ struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
 template <>
 struct UserDefaultsValueTraits<std::string> : detail::NativeValue<std::string> {
   [[nodiscard]] static PropertyList object(std::string value) { return value; }
-  [[nodiscard]] static std::optional<std::string> value(const PropertyList* object) {
-    const auto* text = object != nullptr ? object->text() : nullptr;
-    return text != nullptr ? std::optional(*text) : std::nullopt;
-  }
+  [[nodiscard]] TESSALY_EXPORT static std::optional<std::string> value(const PropertyList* object);
 };
 
 template <>
 struct UserDefaultsValueTraits<Date> : detail::NativeValue<Date> {
   [[nodiscard]] static PropertyList object(Date value) noexcept { return value; }
-  [[nodiscard]] static std::optional<Date> value(const PropertyList* object) noexcept {
-    return object != nullptr ? object->date() : std::nullopt;
-  }
+  [[nodiscard]] TESSALY_EXPORT static std::optional<Date> value(const PropertyList* object) noexcept;
 };
 
 template <>
 struct UserDefaultsValueTraits<Data> : detail::NativeValue<Data> {
   [[nodiscard]] static PropertyList object(Data value) { return value; }
-  [[nodiscard]] static std::optional<Data> value(const PropertyList* object) {
-    const auto* data = object != nullptr ? object->data() : nullptr;
-    return data != nullptr ? std::optional(*data) : std::nullopt;
-  }
+  [[nodiscard]] TESSALY_EXPORT static std::optional<Data> value(const PropertyList* object);
 };
 
 template <UserDefaultsValue Element>

@@ -2,15 +2,15 @@
 // Component: Tessaly::Formatters
 #pragma once
 
-#include <algorithm>
+#include <concepts>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
 #include <optional>
-#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -57,8 +57,8 @@ class ListFormatStyle {
              std::is_reference_v<std::ranges::range_reference_t<Items>>)
   [[nodiscard]] std::string format(Items&& items) const {
     std::vector<std::string_view> views;
-    std::ranges::copy(items, std::back_inserter(views));
-    return format(std::span<const std::string_view>(views));
+    for (const std::string_view item : items) views.push_back(item);
+    return format(std::span<const std::string_view>(views.data(), views.size()));
   }
 
   friend bool operator==(const ListFormatStyle&, const ListFormatStyle&) noexcept = default;

@@ -51,6 +51,14 @@ detail::OwnedDescriptor open(const URL& file, int flags) {
 
 }  // namespace
 
+Data::Data(std::span<const std::uint8_t> bytes) : bytes_(Bytes(bytes.begin(), bytes.end())) {}
+
+Data::Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
+
+bool Data::operator==(const Data& other) const noexcept {
+  return bytes_.isIdentical(other.bytes_) || bytes_.read() == other.bytes_.read();
+}
+
 std::optional<Data> Data::fromBase64(std::string_view text) {
   if (text.size() % 4 != 0) return std::nullopt;
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;

@@ -43,11 +43,11 @@ class Data {
   /// Moves the bytes into the new value.
   explicit Data(Bytes bytes) : bytes_(std::move(bytes)) {}
   /// Copies the bytes.
-  explicit Data(std::span<const std::uint8_t> bytes) : bytes_(Bytes(bytes.begin(), bytes.end())) {}
+  TESSALY_EXPORT explicit Data(std::span<const std::uint8_t> bytes);
   /// Copies the bytes.
   explicit Data(std::span<const std::byte> bytes) : Data(std::string_view(toChars(bytes.data()), bytes.size())) {}
   /// Copies the bytes of a text.
-  explicit Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
+  TESSALY_EXPORT explicit Data(std::string_view text);
 
   /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, also for Base64 with white space.
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
@@ -81,7 +81,7 @@ class Data {
   }
 
   /// The bytes. Valid until this value is changed or destroyed.
-  [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_.read(); }
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept TESSALY_LIFETIMEBOUND { return {data(), size()}; }
   /// The bytes as characters, without a check of their encoding. Valid until this value is changed or destroyed.
   [[nodiscard]] std::string_view text() const noexcept TESSALY_LIFETIMEBOUND { return {toChars(data()), size()}; }
 
@@ -108,9 +108,7 @@ class Data {
   /// The number of bytes, such as "3 bytes". A single byte also has the plural: "1 bytes".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
-  friend bool operator==(const Data& left, const Data& right) noexcept {
-    return left.bytes_.isIdentical(right.bytes_) || left.bytes_.read() == right.bytes_.read();
-  }
+  [[nodiscard]] TESSALY_EXPORT bool operator==(const Data& other) const noexcept;
 
  private:
   static const char* toChars(const void* bytes) noexcept { return static_cast<const char*>(bytes); }

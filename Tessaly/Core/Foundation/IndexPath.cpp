@@ -10,6 +10,17 @@
 
 namespace Tessaly::inline v1 {
 
+IndexPath::IndexPath(Place place) : indexes_{place.section, place.item} {}
+
+IndexPath IndexPath::appending(std::int64_t index) const {
+  IndexPath longer = *this;
+  longer.indexes_.push_back(index);
+  return longer;
+}
+
+bool IndexPath::operator==(const IndexPath& other) const noexcept = default;
+std::strong_ordering IndexPath::operator<=>(const IndexPath& other) const noexcept = default;
+
 std::string IndexPath::description() const { return fmt::format("[{}]", fmt::join(indexes_, ", ")); }
 
 void IndexPath::stopTooShort(std::size_t position) const noexcept {

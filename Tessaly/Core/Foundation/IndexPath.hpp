@@ -35,7 +35,7 @@ class IndexPath {
 
   /// The empty path.
   IndexPath() noexcept = default;
-  explicit IndexPath(Place place) : indexes_{place.section, place.item} {}
+  TESSALY_EXPORT explicit IndexPath(Place place);
   [[nodiscard]] static IndexPath withIndexes(std::vector<std::int64_t> indexes) noexcept {
     IndexPath path;
     path.indexes_ = std::move(indexes);
@@ -49,19 +49,17 @@ class IndexPath {
 
   [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(indexes_.size()); }
   [[nodiscard]] bool isEmpty() const noexcept { return indexes_.empty(); }
-  [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept TESSALY_LIFETIMEBOUND { return indexes_; }
-  /// The path with a further position at its end.
-  [[nodiscard]] IndexPath appending(std::int64_t index) const {
-    IndexPath longer = *this;
-    longer.indexes_.push_back(index);
-    return longer;
+  [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept TESSALY_LIFETIMEBOUND {
+    return {indexes_.data(), indexes_.size()};
   }
+  /// The path with a further position at its end.
+  [[nodiscard]] TESSALY_EXPORT IndexPath appending(std::int64_t index) const;
 
   /// The positions as a text, such as "[1, 3]".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
-  friend bool operator==(const IndexPath&, const IndexPath&) noexcept = default;
-  friend auto operator<=>(const IndexPath&, const IndexPath&) noexcept = default;
+  [[nodiscard]] TESSALY_EXPORT bool operator==(const IndexPath& other) const noexcept;
+  [[nodiscard]] TESSALY_EXPORT std::strong_ordering operator<=>(const IndexPath& other) const noexcept;
 
  private:
   [[nodiscard]] std::size_t checked(std::size_t position) const noexcept {

@@ -25,3 +25,10 @@ std::string NSNumber::description() const {
 std::ostream& operator<<(std::ostream& stream, const NSNumber& number) { return stream << number.description(); }
 
 }  // namespace Tessaly::inline v1
+
+std::size_t std::hash<Tessaly::NSNumber>::operator()(const Tessaly::NSNumber& number) const noexcept {
+  if (const auto whole = number.exactly<std::int64_t>()) return std::hash<std::int64_t>()(*whole);
+  if (const auto whole = number.exactly<std::uint64_t>()) return std::hash<std::uint64_t>()(*whole);
+  const double real = number.doubleValue();
+  return real != real ? 0 : std::hash<double>()(real);
+}

@@ -177,10 +177,5 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NSNumber& nu
 /// Equal numbers have equal hashes, even if their kinds differ.
 template <>
 struct std::hash<Tessaly::NSNumber> {
-  std::size_t operator()(const Tessaly::NSNumber& number) const noexcept {
-    if (const auto whole = number.exactly<std::int64_t>()) return std::hash<std::int64_t>()(*whole);
-    if (const auto whole = number.exactly<std::uint64_t>()) return std::hash<std::uint64_t>()(*whole);
-    const double real = number.doubleValue();
-    return real != real ? 0 : std::hash<double>()(real);
-  }
+  TESSALY_EXPORT std::size_t operator()(const Tessaly::NSNumber& number) const noexcept;
 };

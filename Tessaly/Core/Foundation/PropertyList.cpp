@@ -86,6 +86,11 @@ const Value* PropertyList::valueIf(Kind kind) const noexcept {
   return &static_cast<const BoxOf<Value>*>(payload_.box)->value;
 }
 
+std::optional<Date> PropertyList::date() const noexcept {
+  if (kind_ != Kind::date) return std::nullopt;
+  return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
+}
+
 const std::string* PropertyList::text() const noexcept { return valueIf<std::string>(Kind::text); }
 const Data* PropertyList::data() const noexcept { return valueIf<Data>(Kind::data); }
 const PropertyList::Array* PropertyList::array() const noexcept { return valueIf<Array>(Kind::array); }

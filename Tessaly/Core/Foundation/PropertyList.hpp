@@ -89,10 +89,7 @@ class PropertyList {
     if (kind_ > Kind::real) return std::nullopt;
     return NSNumber(numberKind_, payload_.bits);
   }
-  [[nodiscard]] std::optional<Date> date() const noexcept {
-    if (kind_ != Kind::date) return std::nullopt;
-    return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
-  }
+  [[nodiscard]] TESSALY_EXPORT std::optional<Date> date() const noexcept;
   /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy of it exists.
   /// The same holds for the pointers that `data`, `array`, `dictionary` and `find` return.
   [[nodiscard]] TESSALY_EXPORT const std::string* text() const noexcept;

@@ -4,6 +4,7 @@
 #include <unicode/uloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>

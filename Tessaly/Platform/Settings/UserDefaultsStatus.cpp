@@ -7,6 +7,9 @@
 
 namespace Tessaly::inline v1 {
 
+bool UserDefaultsIncident::operator==(const UserDefaultsIncident& other) const = default;
+bool UserDefaultsStatus::operator==(const UserDefaultsStatus& other) const = default;
+
 std::string UserDefaultsIncident::description() const {
   static constexpr std::array<std::string_view, 12> texts{
       "Nothing is wrong",

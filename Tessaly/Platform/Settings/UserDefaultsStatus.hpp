@@ -76,7 +76,7 @@ struct UserDefaultsIncident {
   /// they are known.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
-  friend bool operator==(const UserDefaultsIncident&, const UserDefaultsIncident&) = default;
+  [[nodiscard]] TESSALY_EXPORT bool operator==(const UserDefaultsIncident& other) const;
 };
 
 /// The state of a settings store.
@@ -98,7 +98,7 @@ struct UserDefaultsStatus {
   /// 100. They are in the order of their first detection.
   std::vector<UserDefaultsIncident> problems = {};
 
-  friend bool operator==(const UserDefaultsStatus&, const UserDefaultsStatus&) = default;
+  [[nodiscard]] TESSALY_EXPORT bool operator==(const UserDefaultsStatus& other) const;
 };
 
 }  // namespace Tessaly::inline v1

@@ -3,6 +3,7 @@
 #include <unicode/measunit.h>
 #include <unicode/numberformatter.h>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <sstream>

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unicode/reldatefmt.h>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <sstream>
