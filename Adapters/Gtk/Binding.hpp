@@ -7,7 +7,6 @@
 #include <concepts>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -37,6 +36,17 @@ void endWith(GObject* object, std::shared_ptr<Owned> owned) {
   g_object_weak_ref(object, end, new Reference(std::move(owned)));
 }
 
+/// A binding with a function that has lost its type. So the compiler instantiates a binding once for each kind of
+/// widget, setter and value, and not for each function.
+template <typename Value, typename Widget, typename Setter>
+void bindComputed(Widget* widget, Setter setter, Computation<Value> compute) {
+  const Retained<ContinuousPasses> observation = observationOfChanges<Value>(
+      std::move(compute),
+      [widget, setter](const Value& value) mutable { std::invoke(setter, widget, valueForGtk(value)); });
+  endWith(G_OBJECT(widget), std::make_shared<ObservationToken>(observation->state()));
+  observation->start();
+}
+
 }  // namespace detail
 
 namespace Gtk4 {
@@ -63,11 +73,7 @@ namespace Gtk4 {
 ///     Gtk4::bind(GTK_LABEL(label), gtk_label_set_text, [&] { return player.label(); });
 template <typename Widget, typename Setter, std::invocable<> Compute>
 void bind(Widget* widget, Setter setter, Compute compute) {
-  const auto token = std::make_shared<std::optional<ObservationToken>>();
-  detail::endWith(G_OBJECT(widget), token);
-  token->emplace(detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
-    std::invoke(setter, widget, detail::valueForGtk(value));
-  }));
+  detail::bindComputed<detail::ComputedValue<Compute>>(widget, std::move(setter), std::move(compute));
 }
 
 /// Like the overload above, for a model that may be destroyed before the widget. After that, the widget keeps the last

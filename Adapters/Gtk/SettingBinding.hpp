@@ -30,9 +30,15 @@ void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Re
     g_object_unref(widget);
   };
   using Bound = BothWays<Value, Read, decltype(keep)>;
-  const auto bound = std::make_shared<Bound>(std::move(setting), std::move(read), std::move(keep));
+  const auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(keep)));
   g_signal_connect_swapped(widget, signal, G_CALLBACK(+[](Bound* self) { self->store(); }), bound.get());
-  endWith(G_OBJECT(widget), bound);
+  constexpr GWeakNotify end = [](gpointer data, GObject*) {
+    auto* const self = static_cast<Bound*>(data);
+    self->end();
+    self->release();
+  };
+  bound->retain();
+  g_object_weak_ref(G_OBJECT(widget), end, bound.get());
   bound->start();
 }
 
@@ -120,7 +126,7 @@ FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const D
   const std::shared_ptr<detail::BoundField> bound(
       new detail::BoundField{FormatterHook(std::move(formatter), field), std::nullopt});
   detail::endWith(G_OBJECT(field), bound);
-  bound->token.emplace(detail::connectSetting(bound->hook, setting));
+  bound->token.emplace(detail::SettingConnection<FormatterHook>::make(bound->hook, setting));
   return bound->hook;
 }
 

@@ -7,7 +7,6 @@
 #include <concepts>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -33,6 +32,17 @@ decltype(auto) valueForQt(const Value& value) {
 template <typename Owned>
 void endWith(QObject* object, std::shared_ptr<Owned> owned) {
   QObject::connect(object, &QObject::destroyed, [owned = std::move(owned)]() mutable { owned.reset(); });
+}
+
+/// A binding with a function that has lost its type. So the compiler instantiates a binding once for each kind of
+/// widget, setter and value, and not for each function.
+template <typename Value, typename Widget, typename Setter>
+void bindComputed(Widget* widget, Setter setter, Computation<Value> compute) {
+  const Retained<ContinuousPasses> observation = observationOfChanges<Value>(
+      std::move(compute),
+      [widget, setter](const Value& value) mutable { std::invoke(setter, widget, valueForQt(value)); });
+  QObject::connect(widget, &QObject::destroyed, [state = observation->state()] { state->cancel(); });
+  observation->start();
 }
 
 }  // namespace detail
@@ -61,11 +71,7 @@ namespace Qt6 {
 ///     Qt6::bind(label, &QLabel::setText, [&] { return player.label(); });
 template <std::derived_from<QObject> Widget, typename Setter, std::invocable<> Compute>
 void bind(Widget* widget, Setter setter, Compute compute) {
-  const auto token = std::make_shared<std::optional<ObservationToken>>();
-  detail::endWith(widget, token);
-  token->emplace(detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
-    std::invoke(setter, widget, detail::valueForQt(value));
-  }));
+  detail::bindComputed<detail::ComputedValue<Compute>>(widget, std::move(setter), std::move(compute));
 }
 
 /// Like the overload above, for a model that may be destroyed before the widget. After that, the widget keeps the last

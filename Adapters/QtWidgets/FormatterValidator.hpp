@@ -24,6 +24,7 @@
 
 #include "Tessaly/Adapters/QtWidgets/detail/FieldMark.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
+#include "Tessaly/Adapters/detail/SettingOfField.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"

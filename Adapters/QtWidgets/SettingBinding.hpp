@@ -2,38 +2,48 @@
 // Component: Tessaly::QtWidgetsAdapter
 #pragma once
 
-#include <QAbstractButton>
-#include <QAbstractSlider>
-#include <QComboBox>
-#include <QLineEdit>
+#include <QObject>
+#include <QString>
 #include <concepts>
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "Tessaly/Adapters/Qt/Binding.hpp"
-#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Adapters/detail/BothWays.hpp"
-#include "Tessaly/Adapters/detail/SettingOfField.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+
+class QAbstractButton;
+class QAbstractSlider;
+class QComboBox;
+class QLineEdit;
 
 namespace Tessaly::inline v1 {
 
+class Formatter;
+
 namespace detail {
+
+template <typename Field>
+struct SettingConnection;  // Defined in Adapters/detail/SettingOfField.hpp.
 
 /// Shows a setting in a widget, and stores the value that a person chooses in the widget.
 template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
-  const auto bound =
-      std::make_shared<BothWays<Value, Read, Show>>(std::move(setting), std::move(read), std::move(show));
-  QObject::connect(widget, signal, widget, [bound = bound.get()] { bound->store(); });
-  endWith(widget, bound);
+  using Bound = BothWays<Value, Read, Show>;
+  const auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(show)));
+  QObject::connect(widget, signal, widget, [bound] { bound->store(); });
+  QObject::connect(widget, &QObject::destroyed, [state = bound->state()] { state->cancel(); });
   bound->start();
 }
 
 }  // namespace detail
 
 namespace Qt6 {
+
+class FormatterValidator;
 
 /// Binds a setting to a check box, or another button that can be checked, for the life of the button. The button shows
 /// every change of the setting, and a click stores the new state.
@@ -46,29 +56,35 @@ namespace Qt6 {
 /// An observer of the setting or a slot of a signal may destroy the widget as far as Qt permits it. Qt still uses a
 /// button after its slots. So code that runs in a slot of a button must call `deleteLater` instead.
 ///
+/// The caller includes the header of its widget. The parameter `Button` has one possible value. It delays the
+/// compilation of the function until a call, so that a host compiles no header of a widget that it does not use.
+///
 /// Thread contract: main-isolated.
 ///
 ///     Qt6::bind(checkBox, Default<bool>(showsHiddenFilesKey));
 ///     Qt6::bind(slider, Default<int>(volumeKey));
 ///     Qt6::bind(comboBox, Default<std::string>(themeKey));
 ///     Qt6::bind(lineEdit, interval, Default<int>(intervalKey));
-inline void bind(QAbstractButton* button, Default<bool> setting) {
+template <typename Button = QAbstractButton>
+void bind(std::type_identity_t<Button>* button, Default<bool> setting) {
   detail::bindBothWays(
-      button, &QAbstractButton::toggled, std::move(setting), [button] { return button->isChecked(); },
+      button, &Button::toggled, std::move(setting), [button] { return button->isChecked(); },
       [button](bool isChecked) { button->setChecked(isChecked); });
 }
 /// Binds a setting to a slider, a dial or a scroll bar. In all other respects the call is like the overload for
 /// `QAbstractButton`.
-inline void bind(QAbstractSlider* slider, Default<int> setting) {
+template <typename Slider = QAbstractSlider>
+void bind(std::type_identity_t<Slider>* slider, Default<int> setting) {
   detail::bindBothWays(
-      slider, &QAbstractSlider::valueChanged, std::move(setting), [slider] { return slider->value(); },
+      slider, &Slider::valueChanged, std::move(setting), [slider] { return slider->value(); },
       [slider](int value) { slider->setValue(value); });
 }
 /// Binds a setting to the chosen text of a combo box. If the box does not contain the stored text, no text is chosen.
 /// In all other respects the call is like the overload for `QAbstractButton`.
-inline void bind(QComboBox* box, Default<std::string> setting) {
+template <typename Box = QComboBox>
+void bind(std::type_identity_t<Box>* box, Default<std::string> setting) {
   detail::bindBothWays(
-      box, &QComboBox::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
+      box, &Box::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
       [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
 }
 /// Binds a setting to a field with a formatter, for the life of the validator. The rule of the key judges the objects
@@ -77,13 +93,15 @@ inline void bind(QComboBox* box, Default<std::string> setting) {
 /// change the field. In all other respects the call is like the overload for `QAbstractButton`.
 ///
 /// The field owns the validator. The rule and the handlers of the host add to those of the binding. If a slot of the
-/// host destroys the validator during `bind`, do not use the result.
-template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
-FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
-  auto* validator = new FormatterValidator(std::move(formatter), field);
+/// host destroys the validator during `bind`, do not use the result. Callers must include
+/// Tessaly/Adapters/QtWidgets/FormatterValidator.hpp.
+template <std::derived_from<Formatter> Kind, typename Value, typename Validator = FormatterValidator>
+Validator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
+  static_assert(requires { sizeof(Validator); }, "include Tessaly/Adapters/QtWidgets/FormatterValidator.hpp");
+  auto* validator = new Validator(std::move(formatter), field);
   const auto token = std::make_shared<std::optional<ObservationToken>>();
   detail::endWith(validator, token);
-  token->emplace(detail::connectSetting(*validator, setting));
+  token->emplace(detail::SettingConnection<Validator>::make(*validator, setting));
   return validator;
 }
 

@@ -5,57 +5,66 @@
 #include <utility>
 
 #include "Tessaly/Adapters/detail/Binding.hpp"
-#include "Tessaly/Adapters/detail/Existence.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
-#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+#include "Tessaly/SettingsAndObservation/detail/ContinuousObservation.hpp"
+#include "Tessaly/SettingsAndObservation/detail/ContinuousObservationState.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-/// The connection between a setting and a widget. The widget shows the setting, and a person's choice in the widget is
-/// stored. `Read` returns the choice, if there is one. `Show` shows a value in the widget. If the widget shows another
-/// value instead, such as the end of the widget's range, that other value is not stored. The widget owns this object,
-/// and may be destroyed while the value is shown or stored.
+/// The connection between a setting and a widget: an observation that shows the setting in the widget, and a function
+/// that stores a person's choice. `Read` returns the choice, if there is one. `Show` shows a value in the widget. If
+/// the widget shows another value instead, such as the end of the widget's range, that other value is not stored. The
+/// end of the widget must call `end()`, also while the value is shown or stored.
 template <typename Value, typename Read, typename Show>
-class BothWays {
+class BothWays final : public ContinuousPasses {
  public:
   BothWays(Default<Value> setting, Read read, Show show)
-      : setting_(std::move(setting)), read_(std::move(read)), show_(std::move(show)) {}
-  BothWays(const BothWays&) = delete;
-  BothWays& operator=(const BothWays&) = delete;
-  ~BothWays() = default;
-
-  /// Shows the setting, now and after each change. The caller must hold a shared pointer to this object until `start`
-  /// returns. Otherwise the first call of `Show` may destroy the widget, and this object with it.
-  void start() {
-    token_.emplace(
-        follow([setting = setting_] { return setting.value(); }, [this](const Value& value) { display(value); }));
+      : ContinuousPasses(Isolation::main()),
+        setting_(std::move(setting)),
+        read_(std::move(read)),
+        show_(std::move(show)) {
+    assertMainIsolated("Tessaly/Binding", __LINE__);
   }
+
+  /// Ends the connection. Afterwards nothing uses the widget.
+  void end() noexcept { state()->cancel(); }
 
   /// Stores the choice. The widget's signal calls this function after each change.
   void store() {
     if (isShowing_) return;
     const std::optional<Value> chosen = read_();
-    Default<Value> setting = setting_;
-    if (!existence_.outlives([&] {
-          if (chosen && *chosen != setting.value()) setting.setValue(*chosen);
-        })) {
-      return;
-    }
-    display(setting.value());  // The rule of the key may have changed or refused the value.
+    const auto self = Retained<BothWays>::sharing(*this);
+    if (chosen && *chosen != setting_.value()) setting_.setValue(*chosen);
+    if (!state()->isCancelled()) display(setting_.value());  // The rule may have changed or refused the value.
   }
 
  private:
+  void pass(bool isFirst) override {
+    AccessList accesses;
+    const Value value = setting_.value();
+    accesses.end();
+    follow(accesses);
+    const PassBinding binding(isFirst);
+    const auto show = [&] { display(value); };
+    callNotification("The callback of a continuous observation", show);
+  }
+
+  /// The caller must hold a reference to this object, because the widget may end during the call.
   void display(const Value& value) {
     const bool wasShowing = std::exchange(isShowing_, true);
-    if (existence_.outlives([&, show = show_] { show(value); })) isShowing_ = wasShowing;
+    show_(value);
+    isShowing_ = wasShowing;
   }
 
   Default<Value> setting_;
   Read read_;
   Show show_;
   bool isShowing_ = false;
-  Existence existence_;
-  std::optional<ObservationToken> token_;
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -36,8 +36,7 @@ struct ElementOfSequence<std::shared_ptr<const std::vector<Element>>> {
 };
 
 template <std::invocable<> Compute>
-using ElementOf =
-    typename ElementOfSequence<typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type>::Type;
+using ElementOf = typename ElementOfSequence<ComputedValue<Compute>>::Type;
 
 /// The list model of a toolkit, as an observer of the rows. The model notifies code of the host, which may destroy the
 /// model.
@@ -71,8 +70,8 @@ class ObservedRows : public Existence {
   /// Shows the result of `compute`, now and after each change of an observable property that `compute` read.
   template <typename Compute, typename Identity>
   void follow(Compute compute, Identity identity) {
-    using Sequence = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
-    token_.emplace(detail::follow(std::move(compute), [this, identity](Sequence sequence) {
+    using Sequence = ComputedValue<Compute>;
+    token_.emplace(detail::follow<Sequence>(std::move(compute), [this, identity](Sequence sequence) {
       showLatest(snapshot(std::move(sequence)), [&](std::span<const Element> before, std::span<const Element> after) {
         return stepsBetween(before, after, identity);
       });

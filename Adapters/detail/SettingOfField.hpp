@@ -32,27 +32,30 @@ std::optional<Value> settingIn(const std::any& object) {
   return std::nullopt;
 }
 
-/// Connects a field with a setting. Replaces the field's rule by the setting's rule. Replaces the field's handler of
-/// the end of editing by a handler that stores the object in the setting. Until the returned token is destroyed, the
-/// field shows each stored value, unless the field has an unfinished edit. The token must not outlive the field.
-/// `Field` is the class of a toolkit's field adapter.
-template <typename Field, FieldSetting Value>
-ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
-  const auto isAllowed = [key = setting.key()](const std::any& object) {
-    const std::optional<Value> value = settingIn<Value>(object);
-    return value && key.allows(*value);
-  };
-  const auto store = [setting = setting](const std::any& object) mutable {
-    const std::optional<Value> value = settingIn<Value>(object);
-    if (value && *value != setting.value()) setting.setValue(*value);
-  };
-  FormattedFieldOf::get(field).connect(isAllowed, store);
-  return follow([setting] { return setting.value(); },
-                [&field](const Value& value) {
-                  const std::any& object = field.objectValue();
-                  const bool isEdited = object.has_value() && field.isEdited();
-                  if (!isEdited && settingIn<Value>(object) != value) field.setObjectValue(value);
-                });
-}
+/// The connection of a field with a setting. `Field` is the class of a toolkit's field adapter.
+template <typename Field>
+struct SettingConnection {
+  /// Connects a field with a setting. Replaces the field's rule by the setting's rule. Replaces the field's handler of
+  /// the end of editing by a handler that stores the object in the setting. Until the returned token is destroyed, the
+  /// field shows each stored value, unless the field has an unfinished edit. The token must not outlive the field.
+  template <FieldSetting Value>
+  static ObservationToken make(Field& field, const Default<Value>& setting) {
+    const auto isAllowed = [key = setting.key()](const std::any& object) {
+      const std::optional<Value> value = settingIn<Value>(object);
+      return value && key.allows(*value);
+    };
+    const auto store = [setting = setting](const std::any& object) mutable {
+      const std::optional<Value> value = settingIn<Value>(object);
+      if (value && *value != setting.value()) setting.setValue(*value);
+    };
+    FormattedFieldOf::get(field).connect(isAllowed, store);
+    return follow<Value>([setting] { return setting.value(); },
+                         [&field](const Value& value) {
+                           const std::any& object = field.objectValue();
+                           const bool isEdited = object.has_value() && field.isEdited();
+                           if (!isEdited && settingIn<Value>(object) != value) field.setObjectValue(value);
+                         });
+  }
+};
 
 }  // namespace Tessaly::inline v1::detail

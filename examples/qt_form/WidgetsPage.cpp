@@ -14,6 +14,7 @@
 
 #include "Tessaly/Adapters/Qt/Binding.hpp"
 #include "Tessaly/Adapters/Qt/ListModel.hpp"
+#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
 #include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"

@@ -3,8 +3,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QSlider>
 #include <functional>
 #include <memory>
@@ -15,6 +17,7 @@
 
 #include "Tessaly/Adapters/Qt/Binding.hpp"
 #include "Tessaly/Adapters/Qt/MainLoop.hpp"
+#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
 #include "tests/Adapters/BoundWidgets.hpp"
 

@@ -2,8 +2,11 @@
 #include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
 
 #include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QSlider>
 
+#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
 
 namespace Tessaly {
