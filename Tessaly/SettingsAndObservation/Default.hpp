@@ -38,7 +38,7 @@ template <typename Key>
 struct WellKnownSettings<bool, Key> {
   /// The key "can-connect-to-host", whose default is true. While the setting is false, `ReachabilityService` reports
   /// that the machine is offline.
-  static const Key canConnectToHost;
+  static const Key& canConnectToHost;
 };
 
 /// A function that accepts the stored values of a setting.
@@ -311,10 +311,10 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 
 namespace detail {
 
-// The assertion instantiates the key's class before the constant below, because g++ accepts only this order.
-static_assert(!std::is_empty_v<Default<bool>::Key>);
+// A constant of its own: for a constant that is a member, g++ would register a destructor at load time.
+inline constexpr Default<bool>::Key canConnectToHost{"can-connect-to-host", true};
 template <typename Key>
-constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-host", true};
+constexpr const Key& WellKnownSettings<bool, Key>::canConnectToHost = detail::canConnectToHost;
 
 }  // namespace detail
 }  // namespace Tessaly::inline v1

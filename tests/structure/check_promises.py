@@ -20,9 +20,10 @@ NAME = re.compile(r"`([A-Za-z]+\.[\w.*]+)`")
 
 
 def tests_of(build_tree):
+    """The names of the tests. Newer versions of CMake name typed tests "Suite/Test" in place of "Suite"."""
     output = subprocess.run(["ctest", "--test-dir", build_tree, "--show-only=json-v1"], check=True, text=True,
                             stdout=subprocess.PIPE).stdout
-    return [test["name"] for test in json.loads(output)["tests"]]
+    return [test["name"].replace("/", ".") for test in json.loads(output)["tests"]]
 
 
 def repeated(identifiers):

@@ -3,13 +3,13 @@
 
 #include <ctime>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 
 namespace Tessaly::inline v1 {
 
 ContinuousClock& ContinuousClock::shared() noexcept {
-  static constinit ContinuousClock clock;
-  return clock;
+  return detail::madeOnce<[] { return new ContinuousClock; }>();
 }
 
 Clock::Instant ContinuousClock::now() const noexcept {
