@@ -68,6 +68,14 @@ class PowerTest : public testing::Test {
     for (const auto& attempt : power_.status().attempts) problems.push_back(attempt.problem);
     return problems;
   }
+  /// What the services answered, for the message of a failed expectation.
+  [[nodiscard]] std::string messages() const {
+    std::string text;
+    for (const auto& attempt : power_.status().attempts) {
+      text += std::to_string(static_cast<int>(attempt.problem)) + ' ' + attempt.message + '\n';
+    }
+    return text;
+  }
   static std::ptrdiff_t descriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   }
@@ -107,7 +115,7 @@ TEST_F(PowerTest, RealLoginManagerHoldsTheInhibitorDuringTheAssertion) {
   if (!system_.hasOwner("org.freedesktop.login1"))
     GTEST_SKIP() << "systemd-logind does not run here: " << Tests::contentsOf(system_.folder() + "/login.log");
   const std::ptrdiff_t before = descriptors();
-  ASSERT_EQ(create("Playing a film"), 0);
+  ASSERT_EQ(create("Playing a film"), 0) << messages();
   EXPECT_EQ(power_.status().service, PowerService::login);
   EXPECT_NE(inhibitors().find("\"idle\" \"SystemDesktopTests\" \"Playing a film\" \"block\""), std::string::npos)
       << inhibitors();
@@ -317,7 +325,7 @@ TEST_F(PowerTest, AssertionIsRenewedAfterARestart) {
   std::filesystem::remove(system_.folder() + "/login.log");
   auto login = this->login(system_.folder() + "/login.log");
   if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
-  ASSERT_EQ(create("Playing a film"), 0);
+  ASSERT_EQ(create("Playing a film"), 0) << messages();
   login.end();
   EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
   login = this->login(system_.folder() + "/login.log");
