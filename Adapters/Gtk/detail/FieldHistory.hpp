@@ -5,24 +5,18 @@
 
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
+#include "Tessaly/Adapters/Gtk/detail/TextPositions.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// The steps of editing in a field, for undo and redo. A run of typed characters is one step. White space begins a new
-/// step. Positions count characters.
+/// step.
 class FieldHistory {
  public:
-  struct State {
-    std::string text;
-    EditableText::Selection selection;
-  };
-
   void clear() {
     done_.clear();
     undone_.clear();
@@ -30,7 +24,7 @@ class FieldHistory {
   }
   void endRun() { run_ = -1; }
   /// Begins a step, and records the state before the step. Discards the steps that `redo` could repeat.
-  void begin(State present) {
+  void begin(SelectedText present) {
     undone_.clear();
     if (done_.size() == mostStates) done_.erase(done_.begin());
     done_.push_back(std::move(present));
@@ -47,10 +41,10 @@ class FieldHistory {
 
   /// Takes back the last step: returns the state before that step, and keeps `present` for `redo`. The result is absent
   /// if no step can be undone.
-  std::optional<State> undo(State present) { return go(done_, undone_, std::move(present)); }
+  std::optional<SelectedText> undo(SelectedText present) { return go(done_, undone_, std::move(present)); }
   /// Repeats the last undone step: returns the state after that step, and keeps `present` for `undo`. The result is
   /// absent if no step can be redone.
-  std::optional<State> redo(State present) { return go(undone_, done_, std::move(present)); }
+  std::optional<SelectedText> redo(SelectedText present) { return go(undone_, done_, std::move(present)); }
 
  private:
   static constexpr std::size_t mostStates = 200;
@@ -59,17 +53,17 @@ class FieldHistory {
     return g_utf8_strlen(text.data(), static_cast<gssize>(text.size())) == 1;
   }
 
-  std::optional<State> go(std::vector<State>& from, std::vector<State>& to, State present) {
+  std::optional<SelectedText> go(std::vector<SelectedText>& from, std::vector<SelectedText>& to, SelectedText present) {
     if (from.empty()) return std::nullopt;
-    State state = std::move(from.back());
+    SelectedText state = std::move(from.back());
     from.pop_back();
     to.push_back(std::move(present));
     endRun();
     return state;
   }
 
-  std::vector<State> done_;
-  std::vector<State> undone_;
+  std::vector<SelectedText> done_;
+  std::vector<SelectedText> undone_;
   /// The position where the next typed character continues the run. Negative if there is no run.
   int run_ = -1;
 };
