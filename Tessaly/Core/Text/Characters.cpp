@@ -6,6 +6,8 @@
 #include <array>
 #include <ostream>
 
+#include "Tessaly/Core/Text/detail/CharacterClasses.hpp"
+
 namespace Tessaly::inline v1::Text {
 namespace {
 
@@ -67,7 +69,7 @@ bool isPunctuation(char32_t scalar) noexcept {
 
 bool isWhiteSpace(char32_t scalar) noexcept { return u_isUWhiteSpace(toICU(scalar)) != 0; }
 
-bool isEmoji(char32_t scalar) noexcept { return u_hasBinaryProperty(toICU(scalar), UCHAR_EMOJI) != 0; }
+bool isEmoji(char32_t scalar) noexcept { return scalar <= 0x10FFFF && detail::CharacterProperties(scalar).isEmoji(); }
 
 std::string_view description(GeneralCategory category) noexcept {
   return abbreviations[static_cast<std::size_t>(category)];
