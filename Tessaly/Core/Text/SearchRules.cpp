@@ -28,8 +28,11 @@ constexpr bool isSmallKana(char32_t scalar) noexcept {
 /// Whether the result of the sign depends on the syllable after it.
 constexpr bool looksAhead(char32_t kana) noexcept { return isOneOf(kana, U"っんッン"); }
 
-/// The sign that repeats the ideograph before it. The sign is a letter and not an ideograph.
+/// The sign that repeats the ideograph before it. The sign is not an ideograph.
 constexpr char32_t iteration = U'々';
+
+/// The largest number of signs between a sign and the letter that says which script the sign belongs to.
+constexpr int maximumSignsBeforeLetter = 8;
 
 /// Whether the ideograph may have another reading before `next`. A space counts too, because the deciding scalar may
 /// stand after the space.
@@ -56,26 +59,20 @@ bool SearchRun::append(SearchScalar scalar) {
 }
 
 bool SearchRun::appendSign(SearchScalar found) {
-  const SearchKind last = context_.last;
   bool isFit = true;
   switch (found.kind()) {
     case SearchKind::plain:
     case SearchKind::closing:
-      if (scalar() == U';') {
-        // In Greek text a semicolon is a question mark.
-        if (context_.lastLetter == SearchKind::greek) {
-          found = {SearchKind::closing, "?"};
-        } else {
-          isFit = note(semicolon, greek);
-        }
+      if (scalar() != U';') break;
+      // In Greek text a semicolon is a question mark.
+      if (context_.lastLetter == SearchKind::greek) {
+        found = {SearchKind::closing, "?"};
+      } else {
+        isFit = note(semicolon, greek);
       }
       break;
     case SearchKind::opening:
-      if (last == SearchKind::han) {
-        result_ += ' ';
-      } else if (isLetter(last) || last == SearchKind::mark || last == SearchKind::prolonged) {
-        hasOpeningAfterLetter_ = true;
-      }
+      noteOpening();
       break;
     case SearchKind::latinOnly:
       if (scalar() == U'·' && context_.lastLetter == SearchKind::greek) {
@@ -87,16 +84,46 @@ bool SearchRun::appendSign(SearchScalar found) {
     case SearchKind::mark:
       return appendMark();
     case SearchKind::prolonged:
-      isFit = isKana(last) || last == SearchKind::prolonged;
+      isFit = isKana(context_.last) || context_.last == SearchKind::prolonged;
       break;
     case SearchKind::arabicSign:
-      isFit = last == SearchKind::arabic;
+      isFit = context_.last == SearchKind::arabic;
       break;
+    case SearchKind::replacedBesideHan:
+    case SearchKind::closingBesideHan:
+      return appendSignBesideHan(found);
     default:
       isFit = false;
   }
   result_.append(found.text());
   return isFit;
+}
+
+/// Appends the space between an opening sign and an ideograph before it.
+void SearchRun::noteOpening() {
+  const SearchKind last = context_.last;
+  if (last == SearchKind::han) {
+    result_ += ' ';
+  } else if (last != SearchKind::hanSymbol &&
+             (isLetter(last) || last == SearchKind::mark || last == SearchKind::prolonged)) {
+    hasOpeningAfterLetter_ = true;
+  }
+}
+
+/// Appends the replacement of the sign if the letter before or after it is an ideograph, and otherwise the sign itself.
+bool SearchRun::appendSignBesideHan(SearchScalar found) {
+  bool isBesideHan = isHan(context_.lastLetter);
+  std::size_t at = at_ + decoded_.length;
+  for (int signs = 0; !isBesideHan && at < text_.size(); ++signs) {
+    if (signs == maximumSignsBeforeLetter) return false;
+    const DecodedScalar decoded = decodeScalar(text_, at);
+    const SearchKind kind = scalarAt(decoded.scalar).kind();
+    isBesideHan = isHan(kind);
+    if (isLetter(kind)) break;
+    at += decoded.length;
+  }
+  result_.append(isBesideHan ? found.text() : text_.substr(at_, decoded_.length));
+  return true;
 }
 
 /// Drops the mark, or replaces the result of the Cyrillic letter before it with the result of the composed letter.
@@ -116,7 +143,7 @@ bool SearchRun::appendMark() {
 bool SearchRun::appendLetter(SearchScalar found) {
   const SearchKind kind = found.kind();
   if (kind != SearchKind::latin && !note(otherScript, latinOnly)) return false;
-  if (kind == SearchKind::han) return appendHan(found.text());
+  if (isHan(kind)) return appendHan(found);
   hasOpeningAfterLetter_ = false;
   if (kind == SearchKind::greek) return appendGreek();
   if (kind == SearchKind::hangul) return appendHangul(found.text());
@@ -195,19 +222,39 @@ bool SearchRun::appendKana(SearchScalar found) {
   return true;
 }
 
-bool SearchRun::appendHan(std::string_view text) {
+/// Whether the current ideograph follows a sign that ends a part of a sentence.
+bool SearchRun::followsStop() const noexcept {
+  switch (context_.last) {
+    case SearchKind::closing:
+    case SearchKind::closingBesideHan:
+      return true;
+    case SearchKind::plain:
+      // The transform of katakana turns an ideographic stop into a full stop.
+      return context_.lastScalar == U'。' && context_.lastLetter == SearchKind::katakana;
+    case SearchKind::latinOnly:
+      // The transform of Greek turns a middle dot into a colon.
+      return context_.lastScalar == U'·' && context_.lastLetter == SearchKind::greek;
+    default:
+      return false;
+  }
+}
+
+bool SearchRun::appendHan(SearchScalar found) {
   const SearchKind last = context_.last;
   if (!note(han, sign) || hasOpeningAfterLetter_ || last == SearchKind::mark || last == SearchKind::arabicSign ||
       hasOwnReadingBefore(scalar(), next())) {
     return false;
   }
-  const bool followsIdeograph = last == SearchKind::han && context_.lastScalar != iteration;
-  const bool followsLetter = isLetter(last) || last == SearchKind::prolonged;
-  // The transform of katakana turns an ideographic stop into a full stop.
-  const bool followsStop =
-      last == SearchKind::closing || (context_.lastScalar == U'。' && context_.lastLetter == SearchKind::katakana);
-  if (followsStop || (scalar() == iteration ? followsIdeograph : followsLetter)) result_ += ' ';
-  result_.append(text);
+  bool needsSpace = false;
+  if (last == SearchKind::han) {
+    needsSpace = scalar() != iteration || context_.lastScalar != iteration;
+  } else if (isLetter(last) || last == SearchKind::prolonged) {
+    needsSpace = scalar() != iteration && last != SearchKind::hanSymbol;
+  } else {
+    needsSpace = followsStop();
+  }
+  if (needsSpace && found.kind() == SearchKind::han) result_ += ' ';
+  result_.append(found.text());
   return true;
 }
 

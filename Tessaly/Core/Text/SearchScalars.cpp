@@ -6,6 +6,7 @@
 #include <unicode/uscript.h>
 
 #include <atomic>
+#include <optional>
 #include <string>
 
 #include "Tessaly/Core/Text/UTF8.hpp"
@@ -89,6 +90,50 @@ SearchKind kindOf(char32_t scalar) noexcept {
   return script == USCRIPT_COMMON ? kindOfCommon(scalar, category) : kindOfLetter(scalar, script, category);
 }
 
+/// The result of a scalar between two ideographs, and the spaces around that result.
+struct FormBesideHan {
+  bool hasSpaceBefore = false;
+  bool hasSpaceAfter = false;
+  std::string text;
+};
+
+std::optional<FormBesideHan> formBesideHan(std::string_view scalar) {
+  constexpr std::string_view ideograph = "字";
+  constexpr std::string_view reading = "zi";
+  const auto result = transformedForSearchByICU(std::string(ideograph).append(scalar).append(ideograph));
+  if (!result || result->size() < 2 * reading.size() || !result->starts_with(reading) || !result->ends_with(reading)) {
+    return std::nullopt;
+  }
+  std::string_view text(*result);
+  text = text.substr(reading.size(), text.size() - 2 * reading.size());
+  FormBesideHan form{text.starts_with(' '), text.ends_with(' '), {}};
+  if (form.hasSpaceBefore) text.remove_prefix(1);
+  if (form.hasSpaceAfter && !text.empty()) text.remove_suffix(1);
+  form.text = text;
+  return form;
+}
+
+/// The kind and the result of a sign or letter that versions of ICU treat differently in a run of ideographs. `result`
+/// is the result of the scalar alone.
+SearchScalar learnedBesideHan(SearchKind kind, std::string_view scalar, std::string_view result) {
+  const SearchScalar unfit{SearchKind::unfit, ""};
+  const auto form = formBesideHan(scalar);
+  if (!form || form->text.size() > SearchScalar::maximumLength) return unfit;
+  if (form->text != result) {
+    if (isLetter(kind) || result != scalar || form->hasSpaceBefore) return unfit;
+    return {form->hasSpaceAfter ? SearchKind::closingBesideHan : SearchKind::replacedBesideHan, form->text};
+  }
+  if (isLetter(kind)) return {form->hasSpaceBefore ? SearchKind::han : SearchKind::hanSymbol, result};
+  if (form->hasSpaceBefore) return {SearchKind::opening, result};
+  return {form->hasSpaceAfter ? SearchKind::closing : SearchKind::plain, result};
+}
+
+/// Whether ICU decides, and not a rule of the library, how the scalar behaves in a run of ideographs.
+bool isLearnedBesideHan(char32_t scalar, SearchKind kind) noexcept {
+  const bool isSign = kind == SearchKind::plain || kind == SearchKind::opening || kind == SearchKind::closing;
+  return scalar == U'々' || (isSign && isIn(scalar, 0x3001, 0x30FF));
+}
+
 SearchScalar learned(char32_t scalar) {
   const SearchKind kind = kindOf(scalar);
   if (kind == SearchKind::mark || kind == SearchKind::prolonged) return {kind, ""};
@@ -97,7 +142,8 @@ SearchScalar learned(char32_t scalar) {
   appendScalar(text, scalar);
   const auto result = kind == SearchKind::unfit ? std::nullopt : transformedForSearchByICU(text);
   if (!result || result->size() > SearchScalar::maximumLength) return {SearchKind::unfit, ""};
-  if (kind == SearchKind::han && *result == text && scalar != U'々') return {SearchKind::unfit, ""};
+  if (isLearnedBesideHan(scalar, kind)) return learnedBesideHan(kind, text, *result);
+  if (kind == SearchKind::han && *result == text) return {SearchKind::unfit, ""};
   return {kind, std::string_view(*result).substr(before.empty() ? 0 : 1)};
 }
 

@@ -174,7 +174,7 @@ TEST(TransformedForSearch, KnowsTheIdeographsWithTwoReadings) {
 }
 
 TEST(TransformedForSearch, ScriptLooksBackOverLettersThatBecameSigns) {
-  for (const char* text : {"ー٢ ع؟ンcー", "; ع ع Α", "·ع ع ع Α", "; א א Α"}) {
+  for (const char* text : {"ー٢ ع؟ンcー", "; ع ع Α", "·ع ع ع Α", "; א א Α", "α·字", "α·「字」"}) {
     EXPECT_EQ(transformedForSearch(text), byICU(text)) << text;
   }
 }
@@ -219,6 +219,21 @@ TEST(TransformedForSearch, EqualsICUOverAMixedCorpus) {
   }
 }
 
+TEST(TransformedForSearch, EqualsICUForSignsAmongIdeographs) {
+  const std::u32string_view pool = U"字漢々々。、「」『』《》〈〉（）〜・　. ,;()aかカッーー가α·Я1藏文【】“”’！";
+  std::mt19937 random(3005);
+  for (int round = 0; round < Tests::repetitions(30'000); ++round) {
+    std::u32string scalars;
+    for (std::size_t length = 2 + random() % 7; length > 0; --length) scalars += pool[random() % pool.size()];
+    const std::string text = textOf(scalars);
+    ASSERT_EQ(transformedForSearch(text), byICU(text)) << text;
+  }
+  // More signs than the library looks past.
+  for (const std::string text : {"か「「「「「「「「「「字", "か・・・・・・・・・・か"}) {
+    EXPECT_EQ(transformedForSearch(text), byICU(text)) << text;
+  }
+}
+
 std::string repeated(std::string_view text, std::size_t count) {
   std::string result;
   for (std::size_t i = 0; i < count; ++i) result += text;
@@ -240,6 +255,15 @@ TEST(TransformedForSearch, UsesNoICUForKnownScalarsOfUsualScripts) {
         "Τι είναι; Αυτό· ναι", "Καφε\u0301ς, αι\u0308\u0301", "😀 Αθήνα", "🎧 музыка", "שלום עולם", "مرحبا، كيف الحال؟",
         "안녕하세요 한국어", "ひらがなっきゃんあ", "カタカナ・データ", "日本語、時々「中文」", "東京タワー 2020年"}) {
     EXPECT_EQ(stepsOf(std::string(text)), 0u) << text;
+  }
+}
+
+TEST(TransformedForSearch, QueryMatchesTextWhoseNeighbourNeedsICU) {
+  for (const std::string query : {"日本語、時々「中文」", "東京。大阪", "漢字・東京〜大阪", "人々（漢字）《中文》"}) {
+    EXPECT_EQ(stepsOf(query), 0u) << query;
+    const std::string text = query + "ゝ";
+    EXPECT_GT(stepsOf(text), 0u) << text;
+    EXPECT_TRUE(transformedForSearch(text)->starts_with(*transformedForSearch(query))) << text;
   }
 }
 

@@ -49,8 +49,7 @@ struct SearchContext {
   /// may look back into the result before the cut. They look past signs, but never past a Latin letter. So the last
   /// scalar before a cut must be a space, and the result before that space must end in a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
-    return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
-           kind != SearchKind::han;
+    return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) && !isHan(kind);
   }
 };
 
@@ -85,13 +84,16 @@ class SearchRun {
 
   bool append(SearchScalar scalar);
   bool appendSign(SearchScalar scalar);
+  void noteOpening();
+  bool appendSignBesideHan(SearchScalar found);
   bool appendMark();
   bool appendLetter(SearchScalar scalar);
   bool appendGreek();
   void composeGreek();
   bool appendHangul(std::string_view text);
   bool appendKana(SearchScalar scalar);
-  bool appendHan(std::string_view text);
+  bool appendHan(SearchScalar found);
+  [[nodiscard]] bool followsStop() const noexcept;
 
   [[nodiscard]] char32_t scalar() const noexcept { return decoded_.scalar; }
   [[nodiscard]] char32_t next() const noexcept {

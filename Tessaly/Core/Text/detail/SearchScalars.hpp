@@ -30,6 +30,10 @@ enum class SearchKind : std::uint8_t {
   prolonged,
   /// A sign that has the same result after every Arabic letter.
   arabicSign,
+  /// A sign that ICU replaces in a run of ideographs. `text` is that replacement. Elsewhere the sign stays as it is.
+  replacedBesideHan,
+  /// The same, and in a run of ideographs the result has a space between the sign and an ideograph after it.
+  closingBesideHan,
   latin,
   cyrillic,
   greek,
@@ -38,10 +42,14 @@ enum class SearchKind : std::uint8_t {
   hangul,
   hiragana,
   katakana,
+  /// An ideograph, or a sign that repeats an ideograph and is a letter for ICU.
   han,
+  /// A sign that repeats an ideograph and is no letter for ICU. The result has no spaces around it.
+  hanSymbol,
 };
 
 constexpr bool isLetter(SearchKind kind) noexcept { return kind >= SearchKind::latin; }
+constexpr bool isHan(SearchKind kind) noexcept { return kind >= SearchKind::han; }
 constexpr bool isKana(SearchKind kind) noexcept { return kind == SearchKind::hiragana || kind == SearchKind::katakana; }
 
 /// The kind of a scalar, and the text that the search transform makes of the scalar alone. The object has 8 bytes.
