@@ -57,6 +57,14 @@ Clusters clustersByICU(std::string_view text) {
   return clusters;
 }
 
+/// Whether ICU gives the scalar the Grapheme_Cluster_Break of Unicode 15.0.
+bool hasBreakOfUnicode15(char32_t scalar) {
+  static const auto& values =
+      *new std::vector<std::string>(Tests::valuesInUnicode15("auxiliary/GraphemeBreakProperty.txt", "Other"));
+  return u_getPropertyValueEnum(UCHAR_GRAPHEME_CLUSTER_BREAK, values[scalar].c_str()) ==
+         u_getIntPropertyValue(static_cast<UChar32>(scalar), UCHAR_GRAPHEME_CLUSTER_BREAK);
+}
+
 void expectAsByICU(std::string_view text) {
   const Clusters clusters = clustersOf(text);
   Clusters clean;
@@ -72,7 +80,7 @@ void expectAsByICU(std::string_view text) {
 }
 
 TEST(GraphemeClusters, PassTheUnicodeTest) {
-  const auto lines = Tests::readUnicodeData("auxiliary/GraphemeBreakTest.txt");
+  const auto lines = Tests::readUnicode15("auxiliary/GraphemeBreakTest.txt");
   ASSERT_EQ(lines.size(), 602u);
   for (const auto& line : lines) {
     Clusters expected;
@@ -159,26 +167,40 @@ TEST(GraphemeClusters, AVeryLongClusterStaysWhole) {
 TEST(GraphemeClusters, RunsOfSimpleScriptsAreCutAsByICU) {
   // Every pair of scalars that need no ICU, and each of them beside a scalar that needs ICU.
   std::string text;
+  int otherwise = 0;
   for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
     if (scalar == 0xAD00) scalar = 0xD700;  // Skips most Hangul syllables.
     if (scalar == 0x4F00) scalar = 0x9F00;  // Skips most Han characters.
     if (scalar == 0xE000) break;
     if (scalar >= 0xD800) continue;
+    if (!hasBreakOfUnicode15(scalar)) {
+      ++otherwise;
+      continue;
+    }
     appendScalar(text, scalar);
     if (scalar % 3 == 0) text += "\u0301";
     if (scalar % 5 == 0) text += "\u1160";
   }
+  // Unicode 16.0 changed the class of 16 characters of this plane, and a younger one has a class.
+  EXPECT_EQ(otherwise, Tests::isICUYoungerThanUnicode15() ? 17 : 0);
   expectAsByICU(text);
 }
 
 TEST(GraphemeClusters, RandomMixedTextsAreCutAsByICU) {
   std::vector<std::vector<char32_t>> byBreakClass(U_GCB_COUNT);
+  int otherwise = 0;
   for (char32_t scalar = 0; scalar < 0x110000; ++scalar) {
     if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
+    if (!hasBreakOfUnicode15(scalar)) {
+      ++otherwise;
+      continue;
+    }
     byBreakClass[static_cast<std::size_t>(
                      u_getIntPropertyValue(static_cast<UChar32>(scalar), UCHAR_GRAPHEME_CLUSTER_BREAK))]
         .push_back(scalar);
   }
+  // Unicode 16.0 changed the class of 27 characters, and 57 younger characters have a class.
+  EXPECT_EQ(otherwise, Tests::isICUYoungerThanUnicode15() ? 84 : 0);
   std::erase_if(byBreakClass, [](const auto& scalars) { return scalars.empty(); });
   const std::vector<std::u32string_view> pools{
       U"कषतर्ि़\u200D\u200Cাক্ষৎகிక్షഖ്\u0D4Dગ્ਕ੍",

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <unicode/uchar.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -25,17 +27,27 @@ inline std::vector<std::string> fieldsOfLine(std::string_view line) {
   return fields;
 }
 
-/// The lines with data in a file of the Unicode Character Database.
-inline std::vector<std::vector<std::string>> readUnicodeData(const std::string& name) {
-  const char* folder = std::getenv("TESSALY_UNICODE_DATA");
-  std::ifstream file(std::string(folder != nullptr ? folder : "/usr/share/unicode") + "/" + name);
-  if (!file) throw std::runtime_error("Cannot read " + name + "; is the package unicode-data installed?");
+/// The lines with data in a file.
+inline std::vector<std::vector<std::string>> readDataLines(const std::string& path) {
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("Cannot read " + path + "; is the package unicode-data installed?");
   std::vector<std::vector<std::string>> lines;
   for (std::string line; std::getline(file, line);) {
     auto fields = fieldsOfLine(line);
     if (!fields.empty()) lines.push_back(std::move(fields));
   }
   return lines;
+}
+
+/// The lines with data in a file of the Unicode Character Database of the system, which may have any version.
+inline std::vector<std::vector<std::string>> readUnicodeData(const std::string& name) {
+  const char* directory = std::getenv("TESSALY_UNICODE_DATA");
+  return readDataLines(std::string(directory != nullptr ? directory : "/usr/share/unicode") + "/" + name);
+}
+
+/// The lines with data in a file of Unicode 15.0, the version of the library's own tables. The project keeps the file.
+inline std::vector<std::vector<std::string>> readUnicode15(const std::string& name) {
+  return readDataLines(std::string(TESSALY_UNICODE_15) + "/" + name);
 }
 
 struct ScalarRange {
@@ -49,6 +61,43 @@ inline ScalarRange readRange(const std::string& text) {
   const std::size_t dots = text.find("..");
   if (dots == std::string::npos) return {number(text), number(text)};
   return {number(text.substr(0, dots)), number(text.substr(dots + 2))};
+}
+
+constexpr char32_t scalarCount = 0x110000;
+
+/// The value of a property of each scalar in Unicode 15.0. `absent` is the value of scalars that the file omits.
+inline std::vector<std::string> valuesInUnicode15(const std::string& file, const std::string& absent) {
+  std::vector<std::string> values(scalarCount, absent);
+  for (const auto& fields : readUnicode15(file)) {
+    const auto range = readRange(fields[0]);
+    for (char32_t scalar = range.first; scalar <= range.last; ++scalar) values[scalar] = fields[1];
+  }
+  return values;
+}
+
+/// The scalars that have a binary property in Unicode 15.0.
+inline std::vector<bool> scalarsInUnicode15(const std::string& file, const std::string& property) {
+  std::vector<bool> scalars(scalarCount);
+  for (const auto& fields : readUnicode15(file)) {
+    if (fields[1] != property) continue;
+    const auto range = readRange(fields[0]);
+    for (char32_t scalar = range.first; scalar <= range.last; ++scalar) scalars[scalar] = true;
+  }
+  return scalars;
+}
+
+/// Whether the ICU at hand has characters or rules that Unicode 15.0 lacks.
+inline bool isICUYoungerThanUnicode15() {
+  UVersionInfo version{};
+  u_getUnicodeVersion(version);
+  return version[0] > 15 || (version[0] == 15 && version[1] > 0);
+}
+
+/// Whether the ICU at hand says that Unicode 15.0 did not have the character yet.
+inline bool isYoungerThanUnicode15(char32_t scalar) {
+  UVersionInfo age{};
+  u_charAge(static_cast<UChar32>(scalar), age);
+  return age[0] > 15 || (age[0] == 15 && age[1] > 0);
 }
 
 }  // namespace Tessaly::Tests
