@@ -333,11 +333,12 @@ TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtADeletion) {
 
 TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtATypedReplacement) {
   this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  // The text's signal of GTK 4.18 comes after the report of the refusal, the signals of other toolkits come before.
+  this->policy().onRefusal([this](std::string_view, std::string_view) { EXPECT_FALSE(this->hasEnded()); });
   this->type("15");
   this->endAtNextChange();
   this->type("0");
   EXPECT_TRUE(this->hasEnded());
-  EXPECT_EQ(this->refused_, Strings());
 }
 
 TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtTypingOverASelection) {

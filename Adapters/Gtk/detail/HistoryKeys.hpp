@@ -4,6 +4,7 @@
 #include <gtk/gtk.h>
 
 #include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
+#include "Tessaly/Adapters/Gtk/detail/SuspendedUndo.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -13,8 +14,7 @@ template <typename Owner>
 class HistoryKeys {
  public:
   HistoryKeys(const EditableText& text, Owner& owner)
-      : text_(text), hadUndo_(gtk_editable_get_enable_undo(text.editable())), keys_(gtk_shortcut_controller_new()) {
-    gtk_editable_set_enable_undo(text_.editable(), FALSE);
+      : text_(text), suspendedUndo_(text.editable()), keys_(gtk_shortcut_controller_new()) {
     gtk_event_controller_set_propagation_phase(keys_, GTK_PHASE_CAPTURE);
     add<&Owner::undo>("<Control>z", owner);
     add<&Owner::redo>("<Control><Shift>z|<Control>y", owner);
@@ -23,9 +23,7 @@ class HistoryKeys {
   HistoryKeys(const HistoryKeys&) = delete;
   HistoryKeys& operator=(const HistoryKeys&) = delete;
   ~HistoryKeys() {
-    if (!text_.isThere()) return;
-    gtk_widget_remove_controller(text_.widget(), keys_);
-    gtk_editable_set_enable_undo(text_.editable(), hadUndo_);
+    if (text_.isThere()) gtk_widget_remove_controller(text_.widget(), keys_);
   }
 
  private:
@@ -41,7 +39,7 @@ class HistoryKeys {
   }
 
   const EditableText& text_;
-  const gboolean hadUndo_;
+  SuspendedUndo suspendedUndo_;
   GtkEventController* const keys_;
 };
 

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
@@ -569,6 +571,53 @@ TEST_F(GtkField, EndOfTheHookRestoresTheUndoOfTheHost) {
     hook_.reset();
     EXPECT_EQ(gtk_editable_get_enable_undo(field_) != FALSE, isUndoEnabled);
   }
+}
+
+TEST_F(GtkField, UndoStaysOffUntilTheLastHookEnds) {
+  police(Formatters::NoEmojis::make(std::nullopt));
+  std::optional<Gtk4::FormatterHook> second(std::in_place, Formatters::NoEmojis::make(std::nullopt), field_);
+  hook_.reset();
+  EXPECT_FALSE(gtk_editable_get_enable_undo(field_));
+  second.reset();
+  EXPECT_TRUE(gtk_editable_get_enable_undo(field_));
+}
+
+// A handler that destroys the hook may also open a dialog, whose loop runs inside the emission.
+TEST_F(GtkField, UndoOfTheHostReturnsAfterTheHandler) {
+  police(Formatters::NoEmojis::make(std::nullopt));
+  bool isOnInside = false;
+  std::function<void()> end = [&] {
+    hook_.reset();
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+    isOnInside = gtk_editable_get_enable_undo(field_) != FALSE;
+  };
+  const gulong handler = g_signal_connect_swapped(
+      field_, "changed", G_CALLBACK(+[](std::function<void()>* function) { (*function)(); }), &end);
+  type("a");
+  g_signal_handler_disconnect(field_, handler);
+  EXPECT_FALSE(isOnInside);
+  settle();
+  EXPECT_TRUE(gtk_editable_get_enable_undo(field_));
+  type("b");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "a");
+}
+
+TEST_F(GtkField, HookMayBeginInAHandlerOfTheText) {
+  std::function<void()> begin = [&] {
+    if (!hook_) police(Formatters::NoEmojis::make(std::nullopt));
+  };
+  const gulong handler = g_signal_connect_swapped(
+      field_, "changed", G_CALLBACK(+[](std::function<void()>* function) { (*function)(); }), &begin);
+  type("a");
+  g_signal_handler_disconnect(field_, handler);
+  type(" b");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "a");
+  hook_.reset();
+  type(" c");
+  press({"Control_L", "z"});
+  EXPECT_NE(text(), "a c");
 }
 
 TEST_F(GtkField, SupportsOtherKindsOfFields) {
