@@ -6,6 +6,8 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <stdexcept>
 
@@ -43,6 +45,25 @@ std::string titleOf(Display* display, Window window) {
   std::string title(reinterpret_cast<const char*>(bytes), format == 8 ? count : 0);
   XFree(bytes);
   return title;
+}
+
+/// The visible window with this title, or `None`.
+Window visibleWindow(Display* display, const std::string& title) {
+  Window root = 0;
+  Window parent = 0;
+  Window* children = nullptr;
+  unsigned count = 0;
+  if (XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count) == 0) return None;
+  Window found = None;
+  for (unsigned i = 0; i < count && found == None; ++i) {
+    XWindowAttributes attributes;
+    if (title == titleOf(display, children[i]) && XGetWindowAttributes(display, children[i], &attributes) != 0 &&
+        attributes.map_state == IsViewable) {
+      found = children[i];
+    }
+  }
+  if (children != nullptr) XFree(children);
+  return found;
 }
 
 }  // namespace
@@ -98,23 +119,29 @@ PrivateDisplay::~PrivateDisplay() = default;
 
 bool PrivateDisplay::focus(const std::string& title) {
   Display* display = connection_->display;
-  Window root = 0;
-  Window parent = 0;
-  Window* children = nullptr;
-  unsigned count = 0;
-  if (XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count) == 0) return false;
-  bool isFound = false;
-  for (unsigned i = 0; i < count && !isFound; ++i) {
-    XWindowAttributes attributes;
-    if (title == titleOf(display, children[i]) && XGetWindowAttributes(display, children[i], &attributes) != 0 &&
-        attributes.map_state == IsViewable) {
-      XSetInputFocus(display, children[i], RevertToParent, CurrentTime);
-      isFound = true;
-    }
-  }
-  if (children != nullptr) XFree(children);
+  const Window window = visibleWindow(display, title);
+  if (window == None) return false;
+  XSetInputFocus(display, window, RevertToParent, CurrentTime);
   XSync(display, False);
-  return isFound;
+  return true;
+}
+
+bool PrivateDisplay::isDrawn(const std::string& title) {
+  Display* display = connection_->display;
+  const Window window = visibleWindow(display, title);
+  XWindowAttributes attributes;
+  if (window == None || XGetWindowAttributes(display, window, &attributes) == 0) return false;
+  // The server refuses to read the part of a window that is beyond the screen.
+  const int width = std::min(attributes.width, WidthOfScreen(attributes.screen) - attributes.x);
+  const int height = std::min(attributes.height, HeightOfScreen(attributes.screen) - attributes.y);
+  XImage* image =
+      XGetImage(display, window, 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height), AllPlanes, ZPixmap);
+  if (image == nullptr) return false;
+  const std::string_view pixels(image->data, static_cast<std::size_t>(image->bytes_per_line * image->height));
+  const auto pixel = static_cast<std::size_t>(image->bits_per_pixel / 8);
+  const bool isEmpty = pixels.substr(pixel) == pixels.substr(0, pixels.size() - pixel);
+  XDestroyImage(image);
+  return !isEmpty;
 }
 
 void PrivateDisplay::stroke(unsigned keycode, bool isShifted) {

@@ -24,6 +24,8 @@ class PrivateDisplay {
 
   /// Gives the keyboard to the window with this title. Returns false while no such window is visible.
   bool focus(const std::string& title);
+  /// Whether the window with this title shows more than one colour. The toolkit has then placed its widgets.
+  bool isDrawn(const std::string& title);
 
   /// Presses and releases the keys of these letters. Returns at once.
   void type(std::string_view letters);

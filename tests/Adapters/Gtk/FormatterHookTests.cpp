@@ -643,7 +643,9 @@ TEST(GtkForm, SavesTypedText) {
   ::setenv("LANG", "de_DE.UTF-8", 1);
   ::unsetenv("LC_ALL");
   Tests::Process form({std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly_gtk_form"}, output);
-  ASSERT_TRUE(Tests::waitUntil([&] { return display.focus("Track (GTK)"); })) << Tests::contentsOf(output);
+  // Before its first frame, GTK 4.18 moves the focus in another order, past the button.
+  ASSERT_TRUE(Tests::waitUntil([&] { return display.isDrawn("Track (GTK)") && display.focus("Track (GTK)"); }))
+      << Tests::contentsOf(output);
   display.type("An incredibly long title of a track\t");
   display.type("The 😀 Smilers\t");
   display.type("150\t");
