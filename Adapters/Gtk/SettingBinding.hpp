@@ -12,6 +12,7 @@
 
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
 #include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
+#include "Tessaly/Adapters/Gtk/detail/ChosenText.hpp"
 #include "Tessaly/Adapters/detail/BothWays.hpp"
 #include "Tessaly/Adapters/detail/SettingOfField.hpp"
 
@@ -53,21 +54,6 @@ void bindActive(Widget* widget, Default<bool> setting) {
         return isActive != FALSE;
       },
       [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); });
-}
-
-/// The chosen text of a list of strings. Absent if no text is chosen.
-inline std::optional<std::string> chosenText(GtkDropDown* list) {
-  auto* item = static_cast<GtkStringObject*>(gtk_drop_down_get_selected_item(list));
-  if (item == nullptr) return std::nullopt;
-  return gtk_string_object_get_string(item);
-}
-
-inline void chooseText(GtkDropDown* list, const std::string& text) {
-  auto* strings = GTK_STRING_LIST(gtk_drop_down_get_model(list));
-  const guint count = g_list_model_get_n_items(G_LIST_MODEL(strings));
-  guint at = 0;
-  while (at < count && text != gtk_string_list_get_string(strings, at)) ++at;
-  gtk_drop_down_set_selected(list, at < count ? at : GTK_INVALID_LIST_POSITION);
 }
 
 /// The hook of a field, and the observation of the field's setting.

@@ -195,6 +195,8 @@ TYPED_TEST_P(BoundWidget, ListFollowsAndStoresItsSetting) {
   this->turn();
   EXPECT_EQ(this->chosen(), "");
   EXPECT_EQ(Default<std::string>::value(key), "unknown");
+  this->choose("light");
+  EXPECT_EQ(Default<std::string>::value(key), "light");
 }
 
 TYPED_TEST_P(BoundWidget, FieldFollowsAndStoresItsSetting) {

@@ -113,6 +113,22 @@ class GtkWidgetsOfTest : public testing::Test {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, BoundWidget, GtkWidgetsOfTest);
 
+TEST_F(GtkWidgetsOfTest, ListWithOneTextMayShowNoText) {
+  auto* strings = GTK_STRING_LIST(gtk_drop_down_get_model(list_));
+  gtk_string_list_remove(strings, 1);
+  GtkSingleSelection* ofTheHost = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(strings)));
+  const Default<std::string>::Key key{"theme", "unknown"};
+  bindList(Default<std::string>(key));
+  EXPECT_EQ(chosen(), "");
+  gtk_string_list_append(strings, "unknown");
+  Default<std::string>::setValue(key, "light");
+  turn();
+  EXPECT_EQ(chosen(), "light");
+  EXPECT_EQ(gtk_single_selection_get_selected(ofTheHost), 0U);
+  EXPECT_TRUE(gtk_single_selection_get_autoselect(ofTheHost));
+  g_object_unref(ofTheHost);
+}
+
 TEST(GtkBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
