@@ -50,7 +50,8 @@ enum class GeneralCategory : std::uint8_t {
   unassigned,
 };
 
-/// The general category of a scalar, in the Unicode version of the installed ICU. Numbers above U+10FFFF are `unassigned`.
+/// The general category of a scalar, in the Unicode version of the installed ICU. Numbers above U+10FFFF are
+/// `unassigned`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT GeneralCategory generalCategory(char32_t scalar) noexcept;
@@ -67,7 +68,8 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWhiteSpace(char32_t scalar) noexcept;
 
-/// Whether the scalar has the property Emoji in Unicode 15.0, whatever ICU is installed. Digits, `#`, `*`, `©` and `®` have this property, too.
+/// Whether the scalar has the property Emoji in Unicode 15.0, whatever ICU is installed. Digits, `#`, `*`, `©` and `®`
+/// have this property, too.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isEmoji(char32_t scalar) noexcept;

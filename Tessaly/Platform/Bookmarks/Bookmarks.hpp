@@ -55,8 +55,8 @@ class TESSALY_EXPORT Bookmarks {
   [[nodiscard]] static InstalledBackend<Bookmarks>& installed() noexcept;
 
   /// Makes data for a file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. In a
-  /// sandbox, a file on a volume in user space needs the portal of documents. Throws `DocumentError` without the portal.
-  /// Blocks on the file system, and on the portal for at most 4 s.
+  /// sandbox, a file on a volume in user space needs the portal of documents. Throws `DocumentError` without the
+  /// portal. Blocks on the file system, and on the portal for at most 4 s.
   [[nodiscard]] virtual Data bookmarkData(const URL& url, BookmarkCreationOptions options) = 0;
   /// Finds the file of the data. If the file is not at the path in the data, searches the directory of that path with
   /// its subdirectories. If that directory is missing, begins at the nearest existing directory above. Then searches
