@@ -26,7 +26,7 @@ bool detail::ContinuousObservationState::keep(Retained<Tracking> tracking) noexc
   return true;
 }
 
-void detail::ContinuousObservationState::follow(AccessList& accesses, Retained<Tracking> tracking) noexcept {
+void detail::ContinuousObservationState::follow(AccessList& accesses, const Retained<Tracking>& tracking) noexcept {
   if (!keep(tracking)) return;
   tracking->retain();
   tracking->install(accesses);

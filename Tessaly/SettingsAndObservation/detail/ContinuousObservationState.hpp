@@ -24,7 +24,7 @@ class TESSALY_EXPORT ContinuousObservationState {
   void cancel() noexcept;
 
   /// Installs the tracking, which must be for the points of the list, unless the observation has ended.
-  void follow(AccessList& accesses, Retained<Tracking> tracking) noexcept;
+  void follow(AccessList& accesses, const Retained<Tracking>& tracking) noexcept;
 
  private:
   [[nodiscard]] bool keep(Retained<Tracking> tracking) noexcept;
