@@ -243,7 +243,8 @@ class Pool final : public Executor {
   static constexpr std::chrono::nanoseconds shortJob{200};
   /// For so long the jobs are counted at first.
   static constexpr std::chrono::nanoseconds firstDelay{600};
-  /// The longest time for which waiting jobs are left alone after a long one has begun.
+  /// The longest time between two decisions. If a long job begins in between, the first decision may miss this job, and
+  /// the second one sees it. So waiting jobs are left alone for at most twice this time.
   static constexpr std::chrono::nanoseconds maximumDelay{8 * firstDelay};
 
   const int pausesBeforeSleeping_;

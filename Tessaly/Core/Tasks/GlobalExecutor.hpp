@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 /// waiting siblings. So does a child whose priority is raised while it waits. Jobs outside task groups start first in,
 /// first out. Even while children wait, about every sixteenth job that starts is a job outside task groups, if one
 /// waits. While some threads take a job every 0.2 µs or more often, the other threads may leave the waiting jobs to
-/// them, because a job that moves to another core costs more. When a longer job begins, they go on within 5 µs.
+/// them, because a job that moves to another core costs more. When a longer job begins, they go on within about 10 µs.
 ///
 /// Thread contract: thread-safe.
 ///

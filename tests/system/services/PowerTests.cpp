@@ -68,7 +68,7 @@ class PowerTest : public testing::Test {
     for (const auto& attempt : power_.status().attempts) problems.push_back(attempt.problem);
     return problems;
   }
-  /// What the services answered, for the message of a failed expectation.
+  /// The answers of the services, for the message of a failed expectation.
   [[nodiscard]] std::string messages() const {
     std::string text;
     for (const auto& attempt : power_.status().attempts) {
