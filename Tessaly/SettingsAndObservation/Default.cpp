@@ -6,11 +6,7 @@
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 
-namespace Tessaly::inline v1 {
-
-template class Default<bool>;
-
-namespace detail {
+namespace Tessaly::inline v1::detail {
 namespace {
 
 constexpr std::string_view file = "Tessaly/Default";
@@ -46,8 +42,7 @@ void logForbiddenSetting(std::string_view setting) noexcept {
                                   "\" forbids was not stored; the former value stays");
 }
 
-}  // namespace detail
-}  // namespace Tessaly::inline v1
+}  // namespace Tessaly::inline v1::detail
 
 extern "C" {
 

@@ -321,11 +321,3 @@ constexpr const Key& WellKnownSettings<bool, Key>::canConnectToHost = detail::ca
 
 #include "Tessaly/SettingsAndObservation/detail/SettingBacking.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingValueObserver.hpp"
-
-namespace Tessaly::inline v1 {
-#ifdef __clang__
-// The library's own key needs this class in every host. The library has its functions, so that a host does not compile
-// them again.
-extern template class __attribute__((visibility("default"))) Default<bool>;
-#endif
-}  // namespace Tessaly::inline v1
