@@ -414,11 +414,11 @@ TYPED_TEST_P(PolicedField, LeavingAfterReturnIsNoSecondEnd) {
   this->focus();
   this->press({"Control_L", "a"});
   this->policy().setObjectValue(9);
-  this->press({"Control_L", "a"});
+  this->press({"End"});  // GTK forgets a selection that is made within a millisecond of the loss of another one.
   this->type("5");
   this->takeFocus();
   EXPECT_EQ(this->ends_, 2);
-  EXPECT_EQ(std::any_cast<NSNumber>(this->policy().objectValue()), NSNumber(5));
+  EXPECT_EQ(std::any_cast<NSNumber>(this->policy().objectValue()), NSNumber(95));
 }
 
 TYPED_TEST_P(PolicedField, TakesALetterOfTwoKeys) {
