@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+
+// The oldest GTK that Keeper serves. Newer ones have another dialog for files and call this one deprecated.
+#define GDK_VERSION_MIN_REQUIRED GDK_VERSION_4_8
+
 #include "Window.hpp"
 
 #include <algorithm>
