@@ -122,7 +122,7 @@ endforeach()
 install(EXPORT TessalyTargets NAMESPACE Tessaly:: DESTINATION ${cmake_directory})
 
 configure_package_config_file(cmake/TessalyConfig.cmake.in ${PROJECT_BINARY_DIR}/TessalyConfig.cmake
-  INSTALL_DESTINATION ${cmake_directory} NO_SET_AND_CHECK_MACRO)
+  INSTALL_DESTINATION ${cmake_directory} PATH_VARS CMAKE_INSTALL_INCLUDEDIR NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/TessalyConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
   ${PROJECT_BINARY_DIR}/TessalyConfig.cmake

@@ -121,6 +121,20 @@ def optional_component():
     check_says(said, "Component Clockwork: FALSE")
 
 
+def testing_without_headers():
+    """The files for CMake and the libraries, but not the headers of the stand-ins, as libtessaly-dev has them."""
+    said = configure("testing", "-DHOST_FINDS=Mutex;Base;Testing")
+    check_says(said, "Component Testing: TRUE")
+    other = WORK / "without-stand-ins"
+    shutil.rmtree(other, ignore_errors=True)
+    shutil.copytree(PREFIX, other, symlinks=True)
+    shutil.rmtree(other / "include/Tessaly/Platform/Testing")
+    said = configure("no-testing", "-DHOST_FINDS=Mutex;Base;Testing", prefix=other, fails=True)
+    check_says(said, 'component "Testing" are not installed. On Debian install libtessaly-testing-dev.')
+    said = configure("optional-testing", "-DHOST_FINDS=Mutex;Base", "-DHOST_MAY_FIND=Testing", prefix=other)
+    check_says(said, "Component Testing: FALSE")
+
+
 def other_version():
     said = configure("version", "-DHOST_FINDS=Mutex", "-DHOST_VERSION=7.0", fails=True)
     check_says(said, 'requested version "7.0"')
