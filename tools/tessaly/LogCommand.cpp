@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,7 +37,8 @@ using Tessaly::Date;
 constexpr std::string_view help = R"(Usage: tessaly log <identifier> [--follow] [--csv | --json] [--last <seconds>]
 
 Prints records that this user's applications have written to the journal, oldest first. It selects the records whose
-subsystem begins with the identifier. A record is a line: time, level, subsystem, category in brackets, and the message,
+subsystem begins with the identifier. From the processes that wrote them it also selects the records of the library
+itself, with the subsystem "Tessaly". A record is a line: time, level, subsystem, category in brackets, and the message,
 in which spaces replace line breaks and other control characters are escaped.
 
   --follow           also print later records, until interrupted
@@ -85,7 +87,7 @@ class Journal {
     if (::sd_journal_has_runtime_files(journal) <= 0 && ::sd_journal_has_persistent_files(journal) <= 0) {
       throw CommandError("There is no journal that this user may read");
     }
-    match("_UID=" + std::to_string(::getuid()));
+    matchUser();
   }
 
   /// Moves to the first record at or after this time.
@@ -93,29 +95,33 @@ class Journal {
     checked(::sd_journal_seek_realtime_usec(journal_.get(), microseconds), "Cannot look for that time");
   }
 
-  /// Limits the records to the identifier's subsystems that the journal has now. This is much faster than reading and
-  /// comparing all records.
-  void matchSubsystems(std::string_view identifier) {
-    constexpr const char* field = "TESSALY_SUBSYSTEM";
-    checked(::sd_journal_query_unique(journal_.get(), field), "Cannot list the subsystems");
-    const void* data = nullptr;
-    std::size_t length = 0;
-    std::vector<std::string> subsystems;
-    while (::sd_journal_enumerate_available_unique(journal_.get(), &data, &length) > 0) {
-      subsystems.emplace_back(static_cast<const char*>(data), length);
-    }
-    const std::string wanted = std::string(field) + "=" + std::string(identifier);
-    std::erase_if(subsystems, [&](const std::string& subsystem) { return !subsystem.starts_with(wanted); });
-    // Without any match the journal returns every record.
-    if (subsystems.empty()) match(wanted);
-    for (const std::string& subsystem : subsystems) match(subsystem);
+  /// Reads which processes have written records of the identifier until now. `next` then returns the records of the
+  /// library in these processes, too.
+  void readProcesses(std::string_view identifier) {
+    matchSubsystems(identifier);
+    while (checked(::sd_journal_next(journal_.get()), "Cannot read the journal") > 0) processes_.insert(process());
+    checked(::sd_journal_seek_head(journal_.get()), "Cannot read the journal");
+    ::sd_journal_flush_matches(journal_.get());
+    matchUser();
   }
 
-  /// The next record of the identifier.
+  /// Limits the records to the library's own ones, and to the identifier's subsystems that the journal has now. This is
+  /// much faster than reading and comparing all records.
+  void matchSubsystemsAndLibrary(std::string_view identifier) {
+    matchSubsystems(identifier);
+    match(std::string(subsystemField) + "=" + std::string(library));
+  }
+
+  /// The next record of the identifier, or of the library in one of its processes.
   std::optional<Record> next(std::string_view identifier) {
     while (checked(::sd_journal_next(journal_.get()), "Cannot read the journal") > 0) {
-      std::string subsystem = field("TESSALY_SUBSYSTEM");
-      if (subsystem.empty() || !subsystem.starts_with(identifier)) continue;
+      std::string subsystem = field(subsystemField);
+      if (subsystem.empty()) continue;
+      if (subsystem.starts_with(identifier)) {
+        processes_.insert(process());
+      } else if (subsystem != library || !processes_.contains(process())) {
+        continue;
+      }
       return Record{.date = date(),
                     .level = levelOf(field("PRIORITY")),
                     .subsystem = std::move(subsystem),
@@ -146,6 +152,26 @@ class Journal {
     void operator()(sd_journal* journal) const noexcept { ::sd_journal_close(journal); }
   };
 
+  static constexpr const char* subsystemField = "TESSALY_SUBSYSTEM";
+  static constexpr std::string_view library = "Tessaly";  // Until the library knows the identifier of its host.
+
+  void matchUser() { match("_UID=" + std::to_string(::getuid())); }
+
+  void matchSubsystems(std::string_view identifier) {
+    checked(::sd_journal_query_unique(journal_.get(), subsystemField), "Cannot list the subsystems");
+    const void* data = nullptr;
+    std::size_t length = 0;
+    std::vector<std::string> subsystems;
+    while (::sd_journal_enumerate_available_unique(journal_.get(), &data, &length) > 0) {
+      subsystems.emplace_back(static_cast<const char*>(data), length);
+    }
+    const std::string wanted = std::string(subsystemField) + "=" + std::string(identifier);
+    std::erase_if(subsystems, [&](const std::string& subsystem) { return !subsystem.starts_with(wanted); });
+    // Without any match the journal returns every record.
+    if (subsystems.empty()) match(wanted);
+    for (const std::string& subsystem : subsystems) match(subsystem);
+  }
+
   void match(const std::string& condition) {
     checked(::sd_journal_add_match(journal_.get(), condition.data(), condition.size()), "Cannot search the journal");
   }
@@ -169,7 +195,11 @@ class Journal {
     return Date::since1970(static_cast<double>(microseconds) / 1e6);
   }
 
+  /// The process that wrote the record, in its run of the system.
+  std::string process() { return field("_BOOT_ID") + "/" + field("_PID"); }
+
   std::unique_ptr<sd_journal, Close> journal_;
+  std::set<std::string> processes_;
 };
 
 void print(const Record& record, Request::Form form) {
@@ -233,10 +263,10 @@ ExitCode run(Arguments arguments) {
   std::optional<Interruption> interruption;
   if (request.follows) interruption.emplace();
   Journal journal;
-  if (request.follows) {
-    journal.beginFollowing();
-  } else {
-    journal.matchSubsystems(request.identifier);
+  if (request.follows) journal.beginFollowing();
+  journal.readProcesses(request.identifier);
+  if (!request.follows) {
+    journal.matchSubsystemsAndLibrary(request.identifier);
   }
   const double since =
       request.lastSeconds ? Date::now().timeIntervalSince1970() - *request.lastSeconds : -1;  // -1 means all records.

@@ -64,6 +64,20 @@ TEST_F(LogCommand, PrintsRecordsOfAnIdentifierAndItsSubsystems) {
   EXPECT_EQ(run("log org.nobody"), "(0)\n");
 }
 
+TEST_F(LogCommand, PrintsRecordsOfTheLibraryInTheSameProcess) {
+  write("Tessaly", "Settings cannot be written");
+  EXPECT_EQ(run("log org.example.app"), "(0)\n");  // Nothing says whose record it is.
+  write("org.example.app", "one");
+  write("com.example.app", "other");
+  EXPECT_THAT(run("log org.example.app"), MatchesRegex("[^\n]+ error Tessaly \\[Main\\] Settings cannot be written\n"
+                                                       "[^\n]+ error org.example.app \\[Main\\] one\n\\(0\\)\n"));
+  // Another process of the same user, which never wrote under the identifier.
+  ASSERT_EQ(outputOf("printf 'TESSALY_SUBSYSTEM=Tessaly\nMESSAGE=foreign\n' | logger --journald; echo $?"), "0\n");
+  ASSERT_EQ(journal_.entries("Tessaly", 2).size(), 2u);
+  EXPECT_THAT(run("log org.example.app"), Not(HasSubstr("foreign")));
+  EXPECT_THAT(run("log Tessaly"), HasSubstr("foreign"));
+}
+
 TEST_F(LogCommand, PrintsATableThatPythonReads) {
   write("org.example.app", "a,\"b\"\nc");
   write("org.example.app.Export", "d");
@@ -91,9 +105,11 @@ TEST_F(LogCommand, FollowsUntilItIsInterrupted) {
   ToolProcess tool({"log", "org.example.app", "--follow"}, folder.path() + "/output");
   ASSERT_TRUE(waitUntil([&] { return tool.output().ends_with("[Main] one\n"); })) << tool.errors();
   write("com.example.app", "other");
+  write("Tessaly", "complaint");
   write("org.example.app.New", "two");
   EXPECT_TRUE(waitUntil([&] { return tool.output().ends_with("[Main] two\n"); })) << tool.output() << tool.errors();
   EXPECT_THAT(tool.output(), Not(HasSubstr("other")));
+  EXPECT_THAT(tool.output(), HasSubstr(" error Tessaly [Main] complaint\n"));
   EXPECT_EQ(tool.end(SIGINT), 0);
 }
 
