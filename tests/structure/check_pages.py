@@ -5,20 +5,9 @@
 docs/README.md links every page of docs/, README.md links docs/README.md, and every relative link leads to a file.
 """
 
-import re
-
 import tree
 
 INDEX = "docs/README.md"
-FENCE = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
-LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)\s]*)?\)")
-ELSEWHERE = re.compile(r"[a-z]+:")
-
-
-def links(page):
-    """The files that a page links, as paths."""
-    text = FENCE.sub("", tree.read(page))
-    return [(page.parent / target).resolve() for target in LINK.findall(text) if not ELSEWHERE.match(target)]
 
 
 def check(root):
@@ -27,11 +16,11 @@ def check(root):
     complaints = []
     for page in sorted(root.glob("*.md")) + pages:
         complaints += [f"{page.relative_to(root)} links {target.relative_to(root)}, which does not exist"
-                       for target in links(page) if not target.exists()]
+                       for target in tree.links(page) if not target.exists()]
     index = root / INDEX
-    if index not in links(root / "README.md"):
+    if index not in tree.links(root / "README.md"):
         complaints.append(f"README.md does not link {INDEX}")
-    reached = set(links(index)) | {index}
+    reached = set(tree.links(index)) | {index}
     return complaints + [f"{INDEX} does not link {page.relative_to(root)}" for page in pages if page not in reached]
 
 

@@ -13,6 +13,9 @@ import sys
 import tempfile
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
+FENCE = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
+LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)\s]*)?\)")
+ELSEWHERE = re.compile(r"[a-z]+:")
 
 
 def main(check, self_test):
@@ -27,6 +30,12 @@ def main(check, self_test):
 
 def read(path):
     return path.read_text(encoding="utf-8")
+
+
+def links(page):
+    """The files that a page links, as paths."""
+    text = FENCE.sub("", read(page))
+    return [(page.parent / target).resolve() for target in LINK.findall(text) if not ELSEWHERE.match(target)]
 
 
 def headers(root):
