@@ -31,8 +31,10 @@ Prints whether this machine is online, whether that costs money, and the sources
   --json    print {"online":true,"expensive":false}
   --quiet   print nothing; exit code 0 online, 1 offline
 
-The setting "can-connect-to-host" forces offline, here as in every application:
-  tessaly defaults write tessaly can-connect-to-host -bool false
+Each application has a setting that makes it offline, whatever the network says. It is stored under the identifier of
+that application and changes no other one:
+  tessaly defaults write <identifier> can-connect-to-host -bool false
+The identifier of this command is "tessaly".
 
 Exit codes: 0 done, 1 failed (or offline, with --quiet), 2 wrong usage.
 )";

@@ -62,6 +62,12 @@ TEST_F(ReachCommand, ReportsAMachineWithoutANetwork) {
   EXPECT_EQ(inANamespace("tessaly reach --quiet"), "(1)\n");
 }
 
+TEST_F(ReachCommand, HelpNamesTheIdentifierOfTheSetting) {
+  const std::string help = run("--help");
+  EXPECT_NE(help.find("tessaly defaults write <identifier> can-connect-to-host -bool false\n"), std::string::npos);
+  EXPECT_EQ(help.find("every application"), std::string::npos) << help;
+}
+
 TEST_F(ReachCommand, ReportsAMachineWithANetwork) {
   NEED_NAMESPACES();
   EXPECT_EQ(inANamespace(std::string(online) + "tessaly reach"),
