@@ -254,6 +254,9 @@ def template():
         for visit in (1, 2):
             said = run("sh", "-c", f"sleep 2 | {WORK / program}", **environment)
             check_says(said, f"Visit {visit}: 2.262 primes below 20.000", "primes below 40.000")
+    for signal in ("INT", "TERM"):  # A signal that ends the process gives another exit code, and loses the buffered text.
+        said = run("sh", "-c", f"sleep 3 | timeout --preserve-status -s {signal} 2 {WORK / program}", **environment)
+        check_says(said, "2.262 primes below 20.000")
 
 
 def older_standard():
