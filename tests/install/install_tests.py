@@ -257,6 +257,9 @@ def template():
     for signal in ("INT", "TERM"):  # A signal that ends the process gives another exit code, and loses the buffered text.
         said = run("sh", "-c", f"sleep 3 | timeout --preserve-status -s {signal} 2 {WORK / program}", **environment)
         check_says(said, "2.262 primes below 20.000")
+    run("make", "-C", WORK / "template-make", "clean")
+    left = [path.name for path in (WORK / "template-make").iterdir() if path.suffix == ".o" or path.name == "template-make"]
+    check(not left, f"make clean leaves {left}")
 
 
 def older_standard():

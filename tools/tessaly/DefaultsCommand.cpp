@@ -39,10 +39,10 @@ constexpr std::string_view help = R"(Usage: tessaly defaults <operation> <identi
 Reads and writes the settings of the application with that identifier, while it runs or not.
 
   read <identifier> [key]             print one value, or every key with its value
-  write [-force] <identifier> <key> <value>
+  write [--force] <identifier> <key> <value>
                                       store a value; see below
   delete <identifier> [key]           remove one key, or all of them
-  export <identifier> [file] [-xml]   write everything as a property list, binary or XML
+  export <identifier> [file] [--xml]  write everything as a property list, binary or XML
   import <identifier> [file]          store everything that a property list holds, of either format
   watch <identifier> [key...]         print changes as they are made, until interrupted
   describe <identifier> [key]         print the settings that the application has published
@@ -55,7 +55,7 @@ Values are texts, or one of:
   -date <YYYY-MM-DDTHH:MM:SSZ>        -data <hexadecimal digits>
   -array [value...]                   -dict [key value]...
 The values of an array or a dictionary are simple ones, each with its option or a text.
-A value that the published settings forbid is refused, unless -force is given.
+A value that the published settings forbid is refused, unless --force is given. -force and -xml are accepted, too.
 
 Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.
 )";
@@ -81,13 +81,13 @@ ExitCode read(Arguments arguments) {
 }
 
 ExitCode write(Arguments arguments) {
-  const bool isForced = !arguments.empty() && arguments[0] == "-force";
+  const bool isForced = !arguments.empty() && (arguments[0] == "--force" || arguments[0] == "-force");
   if (isForced) arguments = arguments.subspan(1);
   requireCount(arguments, 3, arguments.size());
   const PropertyList value = parsedValue(arguments.subspan(2));
   const Store store = open(arguments[0], Opening::forUse);
   const std::string objects = isForced ? "" : objection(published(store, arguments[1]), value);
-  if (!objects.empty()) throw CommandError(objects + "; -force stores it nevertheless");
+  if (!objects.empty()) throw CommandError(objects + "; --force stores it nevertheless");
   store->set(value, arguments[1]);
   requireStored(store);
   return success;
@@ -146,7 +146,7 @@ void replaceFile(std::string_view path, const Data& data) {
 
 ExitCode exportAll(Arguments arguments) {
   std::vector<std::string_view> words(arguments.begin(), arguments.end());
-  const bool isXML = std::erase(words, "-xml") > 0;
+  const bool isXML = std::erase_if(words, [](std::string_view word) { return word == "--xml" || word == "-xml"; }) > 0;
   requireCount(words, 1, 2);
   requireFile(words);
   const Store store = openExisting(words[0]);

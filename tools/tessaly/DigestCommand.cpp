@@ -1,4 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -8,8 +15,10 @@
 #include "Interruption.hpp"
 #include "JSON.hpp"
 #include "Options.hpp"
+#include "Tessaly/Core/Foundation/Digests.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
 
 namespace TessalyTool {
@@ -23,15 +32,34 @@ constexpr std::string_view help = R"(Usage: tessaly digest [--sha256 | --sha512 
 
 Prints the digest and the name of each file. Without an option, the digest is SHA-256. Files may have any size, because
 they are read in pieces. Lines have the form of sha256sum(1). A line for a name with a line break or a backslash begins
-with a backslash, and the name has "\n", "\r" and "\\" instead of these characters.
+with a backslash, and the name has "\n", "\r" and "\\" instead of these characters. The file "-" is standard input.
 
   --json      a line of JSON for each file: {"file":...,"method":...,"digest":...}
 
 Exit codes: 0 done, 1 failed (a file that cannot be read, for example), 2 wrong usage.
 )";
 
+constexpr std::string_view standardInput = "-";
+
+/// Blocks. The command has nothing else to do meanwhile.
+template <typename Digest>
+Digest digestOfStandardInput() {
+  Tessaly::DigestHasher<Digest> hasher;
+  std::array<std::uint8_t, 65'536> block;
+  for (;;) {
+    const ssize_t length = ::read(STDIN_FILENO, block.data(), block.size());
+    if (length == 0) return hasher.finalize();
+    if (length > 0) {
+      hasher.update({block.data(), static_cast<std::size_t>(length)});
+    } else if (errno != EINTR) {
+      throw POSIXError::last();
+    }
+  }
+}
+
 template <typename Digest>
 Async<std::string> textOf(std::string file) {
+  if (file == standardInput) co_return stringEncoded(digestOfStandardInput<Digest>());
   const Digest digest = co_await Tessaly::digestOfFile<Digest>(URL::fileURLWithPath(file));
   co_return stringEncoded(digest);
 }
@@ -89,8 +117,13 @@ ExitCode run(Arguments arguments) {
   const std::string_view method = methodOf(line);
   if (line.words().empty()) throw UsageError("A file is missing");
   ExitCode code = success;
-  const Interruption interruption;
-  interruption.runUntilInterrupted([&] { return printAll(line, method, code); });
+  const auto work = [&] { return printAll(line, method, code); };
+  if (std::ranges::find(line.words(), standardInput) != line.words().end()) {
+    Tessaly::syncWait(work);  // A read of standard input may never return, so a signal ends the process itself.
+  } else {
+    const Interruption interruption;
+    interruption.runUntilInterrupted(work);
+  }
   return code;
 }
 

@@ -29,7 +29,8 @@ constexpr std::string_view help = R"(Usage: tessaly format <kind> [option...] [v
 
 Writes values for people, one line each. Without values it reads them from standard input, one in each line.
 
-  bytes                  sizes in bytes, "1.5 MB"; with --unit GB in decimal gigabytes
+  bytes                  sizes, "1.5 MB"; --unit is the unit of the values that you give, B (the default) or GB for
+                         decimal gigabytes; they are integers
   duration               seconds; --style is positional (the default, "9:03"), full ("1 hour, 10 minutes"),
                          abbreviated ("1h 10m"), minutes ("9 minutes, 3 seconds") or seconds ("12.5s")
   date                   YYYY-MM-DDTHH:MM:SSZ, seconds since 1970 behind an @, or now; --style is medium (the default),

@@ -27,7 +27,8 @@ constexpr std::string_view help = R"(Usage: tessaly new [--toolkit <toolkit>] <d
 
 Makes a directory with an application that has a setting, a background task, a formatted text and a log line. The last
 name of the directory becomes the name of the application: letters, digits, '-' and '_', and a letter in front. Its
-identifier is org.example.<name>; change it in CMakeLists.txt and none.cpp.
+identifier is org.example.<name>; change it in CMakeLists.txt and none.cpp. Prints a command that builds and runs the
+application with CMake; without a toolkit, before it, one with make.
 
   --toolkit <toolkit>   gtk, qt or none; without it none. A build may choose another one by -DTOOLKIT=<toolkit>.
 
@@ -100,6 +101,9 @@ ExitCode run(Arguments arguments) {
   make(directory, name, toolkit);
   const std::string sources = quotedForShell(directory.string());
   const std::string build = quotedForShell((directory / "build").string());
+  if (toolkit == "none") {
+    std::cout << "make -C " << sources << " && " << quotedForShell((directory / name).string()) << '\n';
+  }
   std::cout << "cmake -G Ninja -S " << sources << " -B " << build << " && cmake --build " << build << " && "
             << quotedForShell((directory / "build" / name).string()) << '\n';
   return success;

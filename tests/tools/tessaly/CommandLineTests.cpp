@@ -92,6 +92,18 @@ TEST_F(CommandLine, DigestAgreesWithOtherPrograms) {
   EXPECT_TRUE(run("digest --md5 --sha512 a").ends_with("(2)\n"));
 }
 
+TEST_F(CommandLine, DigestReadsStandardInput) {
+  put("a", "abc");
+  const std::string expected = outputOf("cd " + path("") + " && sha256sum < a");
+  const std::string digest = "cd " + path("") + " && " + std::getenv("TESSALY_TEST_PROGRAMS") + "/tessaly digest ";
+  EXPECT_EQ(outputOf(digest + "- < a"), expected);
+  EXPECT_EQ(outputOf("printf abc | (" + digest + "-)"), expected);
+  EXPECT_EQ(outputOf(digest + "a - < /dev/null"), outputOf("cd " + path("") + " && sha256sum a - < /dev/null"));
+  // A writer that is slower than the reader.
+  EXPECT_EQ(outputOf("(sleep 0.2; printf abc) | (" + digest + "-)"), expected);
+  EXPECT_EQ(outputOf(digest + "./- 2>&1"), "tessaly digest: ./-: No such file or directory\n");
+}
+
 TEST_F(CommandLine, ListPrintsEntriesByName) {
   put("b", "12345");
   std::filesystem::create_directory(path("a\"\n"));

@@ -335,6 +335,7 @@ TEST_F(DefaultsCommand, SaysThatOfALaterVersionOnlyThePropertyListIsRead) {
 
 TEST_F(DefaultsCommand, ExportsAndImportsBothFormats) {
   run("defaults write app a -int 1");
+  EXPECT_EQ(run("defaults export app - --xml"), run("defaults export app -xml"));
   EXPECT_EQ(run("defaults export app -xml - | head -1"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n(0)\n");
   EXPECT_EQ(run("defaults export app " + path("file")), "(0)\n");
   EXPECT_EQ(run("defaults import other " + path("file")), "(0)\n");
@@ -388,11 +389,12 @@ TEST_F(DefaultsCommand, DescribesThePublishedSettings) {
 
 TEST_F(DefaultsCommand, RefusesToWriteAForbiddenValue) {
   publish();
-  const std::string rule = ": integer from 1 to 3600, default 60; -force stores it nevertheless\n(1)\n";
+  const std::string rule = ": integer from 1 to 3600, default 60; --force stores it nevertheless\n(1)\n";
   EXPECT_EQ(run("defaults write app interval -int 0"), "tessaly defaults: \"interval\" does not allow 0" + rule);
   EXPECT_EQ(run("defaults write app interval 5"), "tessaly defaults: \"interval\" does not allow \"5\"" + rule);
   EXPECT_EQ(run("defaults read app interval"), "tessaly defaults: There are no settings of \"app\"\n(1)\n");
   EXPECT_EQ(run("defaults write app interval -int 5"), "(0)\n");
+  EXPECT_EQ(run("defaults write --force app interval -int 0"), "(0)\n");
   EXPECT_EQ(run("defaults write -force app interval -int 0"), "(0)\n");
   EXPECT_EQ(run("defaults write app other -int 0"), "(0)\n");
   EXPECT_EQ(run("defaults read app"), "interval = 0\nother = 0\n(0)\n");

@@ -34,6 +34,7 @@ class NewCommand : public ::testing::Test {
 
 TEST_F(NewCommand, WritesTheTemplateUnderTheNewName) {
   EXPECT_EQ(run("my-app"),
+            "make -C my-app && my-app/my-app\n"
             "cmake -G Ninja -S my-app -B my-app/build && cmake --build my-app/build && my-app/build/my-app\n(0)\n");
   EXPECT_EQ(in("ls my-app"), in("ls " TESSALY_TEMPLATE));
   EXPECT_EQ(in("grep -rl first-hour my-app"), "");
@@ -58,7 +59,9 @@ TEST_F(NewCommand, NamesTheApplicationByTheLastNameOfThePath) {
 TEST_F(NewCommand, PrintedCommandsQuoteThePath) {
   static_cast<void>(in("mkdir \"it's my directory\""));
   const std::string made = run("\"it's my directory/app\"");
-  EXPECT_EQ(made.find("cmake -G Ninja -S 'it'\\''s my directory/app' -B 'it'\\''s my directory/app/build' &&"), 0u)
+  EXPECT_EQ(made.find("make -C 'it'\\''s my directory/app' && 'it'\\''s my directory/app/app'\n"), 0u) << made;
+  EXPECT_NE(made.find("\ncmake -G Ninja -S 'it'\\''s my directory/app' -B 'it'\\''s my directory/app/build' &&"),
+            std::string::npos)
       << made;
   const std::string word =
       made.substr(made.rfind("&& ") + 3, made.rfind('\n', made.size() - 2) - made.rfind("&& ") - 3);
