@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,22 @@ struct WindowSize {
   double height;
 };
 
+struct Tea {
+  using StoredValue = std::vector<std::string>;
+  static std::optional<Tea> from(const StoredValue& stored) {
+    Tea tea;
+    if (stored.size() != 2) return std::nullopt;
+    const auto [end, error] = std::from_chars(stored[1].data(), stored[1].data() + stored[1].size(), tea.minutes);
+    if (error != std::errc() || *end != '\0') return std::nullopt;
+    tea.name = stored[0];
+    return tea;
+  }
+  StoredValue transformToUserDefaultValue() const { return {name, std::to_string(minutes)}; }
+
+  std::string name;
+  int minutes = 0;
+};
+
 }  // namespace
 
 template <>
@@ -67,6 +84,7 @@ constexpr Default<Theme>::Key themeKey{"theme", Theme::light};
 constexpr Default<WindowSize>::Key windowSizeKey{"window-size", WindowSize{640, 480}};
 const Default<std::optional<Toolkit::Color>>::Key accentKey("accent");
 const Default<std::vector<WindowSize>>::Key windowSizesKey("window-sizes", {});
+const Default<std::vector<Tea>>::Key teasKey("teas", {});
 
 struct Window {
   void repaint(Theme) {}
@@ -77,8 +95,8 @@ struct Window {
 };
 
 void follow(Window& window) {
-  static const Default<Theme> theme(themeKey);
-  window.repainting = withContinuousObservation([] { return theme.value(); }, [&](Theme now) { window.repaint(now); });
+  window.repainting = withContinuousObservation([theme = Default<Theme>(themeKey)] { return theme.value(); },
+                                                [&](Theme now) { window.repaint(now); });
   window.volume = Default<int>::observe(volumeKey, [&](int stored, ChangeOrigin origin) {
     if (origin == ChangeOrigin::otherProcess) window.showVolume(stored);
   });
