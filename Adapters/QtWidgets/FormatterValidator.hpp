@@ -100,12 +100,13 @@ class FormatterValidator : public QValidator {
   }
 
   /// The object from the last successful end of editing or from the last successful `setObjectValue`, whichever is
-  /// later. Empty if neither has happened yet.
+  /// later. Empty if neither has happened yet. With a `NumberFormatter`, the object is always an `NSNumber`.
   [[nodiscard]] const std::any& objectValue() const noexcept TESSALY_LIFETIMEBOUND {
     return formatted_.editing().object();
   }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object, a number is beyond the range, or the rule forbids the object.
+  /// object, a number is beyond the range, or the rule forbids the object. With a `NumberFormatter`, a number of any
+  /// standard type becomes an `NSNumber`.
   bool setObjectValue(std::any object) {
     const std::optional<std::string> text = formatted_.show(std::move(object));
     if (!text) return false;

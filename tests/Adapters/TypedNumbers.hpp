@@ -57,7 +57,7 @@ TYPED_TEST_P(TypedNumbers, PassingThroughKeepsHiddenDigits) {
   this->policy().setObjectValue(5.25);
   EXPECT_EQ(this->text(), "+5.2");
   this->leave();
-  EXPECT_EQ(std::any_cast<double>(this->policy().objectValue()), 5.25);
+  EXPECT_EQ(this->value(), NSNumber(5.25));
 }
 
 TYPED_TEST_P(TypedNumbers, PassingThroughKeepsFractionOfIntegerField) {
@@ -65,7 +65,7 @@ TYPED_TEST_P(TypedNumbers, PassingThroughKeepsFractionOfIntegerField) {
   this->policy().setObjectValue(1.7);
   EXPECT_EQ(this->text(), "2");
   this->leave();
-  EXPECT_EQ(std::any_cast<double>(this->policy().objectValue()), 1.7);
+  EXPECT_EQ(this->value(), NSNumber(1.7));
 }
 
 TYPED_TEST_P(TypedNumbers, HyphenIsMinusInEveryLanguage) {
@@ -105,7 +105,20 @@ TYPED_TEST_P(TypedNumbers, ObjectBeyondRangeIsNotShown) {
   EXPECT_TRUE(this->policy().setObjectValue(50));
   EXPECT_FALSE(this->policy().setObjectValue(500));
   EXPECT_EQ(this->text(), "50");
-  EXPECT_EQ(std::any_cast<int>(this->policy().objectValue()), 50);
+  EXPECT_EQ(this->value(), NSNumber(50));
+}
+
+TYPED_TEST_P(TypedNumbers, UnchangedTextKeepsItsNumberAsNSNumber) {
+  this->integers(0, 100, " %");
+  std::vector<NSNumber> shown;
+  this->policy().onEditingEnd([&](const std::any& object) { shown.push_back(std::any_cast<NSNumber>(object)); });
+  this->policy().setObjectValue(50);
+  EXPECT_EQ(std::any_cast<NSNumber>(this->policy().objectValue()), NSNumber(50));
+  this->press({"Return"});
+  this->press({"Control_L", "a"});
+  this->type("7");
+  this->press({"Return"});
+  EXPECT_EQ(shown, (std::vector{NSNumber(50), NSNumber(7)}));
 }
 
 TYPED_TEST_P(TypedNumbers, TextIsMarkedDuringTyping) {
@@ -188,6 +201,6 @@ REGISTER_TYPED_TEST_SUITE_P(TypedNumbers, TextIsMarkedDuringTyping, ReasonOfCorr
                             CursorStaysBeforeTheSuffix, FractionInIntegerFieldBecomesWholeNumberInRange,
                             PassingThroughKeepsHiddenDigits, PassingThroughKeepsFractionOfIntegerField,
                             HyphenIsMinusInEveryLanguage, PointInGermanFieldIsDecimal, CommaInEnglishFieldIsDecimal,
-                            ObjectBeyondRangeIsNotShown);
+                            ObjectBeyondRangeIsNotShown, UnchangedTextKeepsItsNumberAsNSNumber);
 
 }  // namespace Tessaly

@@ -90,8 +90,10 @@ std::string FieldEditing::suffix() const noexcept {
 }
 
 std::optional<std::string> FieldEditing::show(std::any object) noexcept {
+  const std::optional<NSNumber> number = detail::numberOfObject(object);
+  // The object then has the same type as the object of a typed text.
+  if (number && rules_.number != nullptr) object = *number;
   if (rules_.range) {
-    const std::optional<NSNumber> number = detail::numberOfObject(object);
     if (!number || number->doubleValue() != number->doubleValue()) return std::nullopt;
     bool isWithin = false;
     ask([&] { isWithin = Numbers(*this).isInRange(*number); });

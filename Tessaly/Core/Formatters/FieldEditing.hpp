@@ -123,6 +123,9 @@ class TESSALY_EXPORT FieldEditing {
 
   /// Stores an object, and returns its text. Absent if the formatter does not support the object, if a number is beyond
   /// the range, or if the rule forbids the object. Then the field keeps the former object.
+  ///
+  /// With a `NumberFormatter`, a number of any standard type becomes an `NSNumber`, before the rule judges it. The
+  /// objects of typed texts are `NSNumber`s too. With another formatter, the object keeps its type.
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
   /// Decides whether the field accepts, refuses or replaces a change that a person makes to its text.
   [[nodiscard]] Answer change(const Change& change) const noexcept;

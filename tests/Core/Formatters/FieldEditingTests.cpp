@@ -2,12 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <any>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
+#include "Tessaly/Core/Formatters/NumberFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/ValueFormatter.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
@@ -169,8 +174,39 @@ TEST(FieldEditing, PassedThroughTextKeepsItsObject) {
   EXPECT_TRUE(end.hasEnded);
   EXPECT_TRUE(end.notice.isNone());
   EXPECT_EQ(end.text, "+5.2");
-  EXPECT_EQ(std::any_cast<double>(editing.object()), 5.25);
+  EXPECT_EQ(std::any_cast<NSNumber>(editing.object()), NSNumber(5.25));
   EXPECT_EQ(editing.state("+5.2"), FieldState::acceptable);
+}
+
+TEST(FieldEditing, NumberFieldKeepsEveryNumberAsNSNumber) {
+  for (const std::any& shown : {std::any(50), std::any(std::size_t{50}), std::any(50.0), std::any(50.0F),
+                                std::any(std::int8_t{50}), std::any(NSNumber(50))}) {
+    SCOPED_TRACE(shown.type().name());
+    FieldEditing editing(integers(0, 100));
+    std::vector<bool> judged;
+    editing.setRule([&](const std::any& object) {
+      judged.push_back(std::any_cast<NSNumber>(&object) != nullptr);
+      return true;
+    });
+    EXPECT_EQ(editing.show(shown), "50");
+    EXPECT_EQ(judged, std::vector<bool>{true});
+    EXPECT_EQ(ended(editing, "50"), std::tuple(Kind::none, "50", 50));
+    EXPECT_EQ(ended(editing, "51"), std::tuple(Kind::none, "51", 51));
+  }
+}
+
+TEST(FieldEditing, NumberFormatterWithoutRangeKeepsNSNumber) {
+  FieldEditing editing(std::make_shared<NumberFormatter>());
+  EXPECT_EQ(editing.show(7), "7");
+  EXPECT_EQ(ended(editing, "7"), std::tuple(Kind::none, "7", 7));
+}
+
+TEST(FieldEditing, OtherFormatterKeepsTheTypeOfItsObject) {
+  FieldEditing price(fieldFormatter(NumberFormatStyle().locale(Locale("en"))));
+  EXPECT_EQ(price.show(5.0), "5");
+  EXPECT_EQ(std::any_cast<double>(price.object()), 5);
+  EXPECT_TRUE(price.end("5").hasEnded);
+  EXPECT_EQ(std::any_cast<double>(price.object()), 5);
 }
 
 TEST(FieldEditing, EmptyTextBecomesTheFormerOne) {
@@ -184,7 +220,7 @@ TEST(FieldEditing, EmptyTextBecomesTheFormerOne) {
   EXPECT_TRUE(end.hasEnded);
   EXPECT_EQ(end.text, "50 %");
   EXPECT_EQ(end.notice.kind, Kind::empty);
-  EXPECT_EQ(std::any_cast<int>(editing.object()), 50);
+  EXPECT_EQ(std::any_cast<NSNumber>(editing.object()), NSNumber(50));
 }
 
 TEST(FieldEditing, EmptyTextIsZeroIfTheFormatterAcceptsIt) {
@@ -201,7 +237,7 @@ TEST(FieldEditing, UnreadableTextStays) {
   EXPECT_FALSE(end.hasEnded);
   EXPECT_EQ(end.text, "1x %");
   EXPECT_EQ(end.notice.reason, "“1x %” is not a number.");
-  EXPECT_EQ(std::any_cast<int>(editing.object()), 50);
+  EXPECT_EQ(std::any_cast<NSNumber>(editing.object()), NSNumber(50));
 }
 
 TEST(FieldEditing, SignAloneIsZeroAtTheEnd) {
