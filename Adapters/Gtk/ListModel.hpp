@@ -281,7 +281,8 @@ namespace Gtk4 {
 /// shows the new sequence.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
-/// null pointer is an empty sequence. `compute` must not refer to an object that is destroyed before the model.
+/// null pointer is an empty sequence. `compute` must not refer to an object that is destroyed before the list model.
+/// For such an object use the other overload.
 ///
 /// `identity` is a function or a member that returns the identity of an element, for example `&File::name`. The
 /// identity needs `==` and `std::hash`. Without `identity`, an element is its own identity. An element with the
@@ -318,6 +319,16 @@ template <std::invocable<> Compute, typename Identity = std::identity>
 [[nodiscard]] GListModel* listModel(Compute compute, Identity identity = {}) {
   using Rows = detail::ListModelOfRows<detail::ElementOf<Compute>>;
   return Rows::object(std::make_unique<Rows>(std::move(compute), std::move(identity)));
+}
+
+/// Like the overload above, for a model that may be destroyed before the list model. After that, the rows stay as they
+/// are. `compute` is a member of the model or a function that takes the model. The list model does not keep the model
+/// alive.
+///
+///     GListModel* songs = Gtk4::listModel(player, &Jukebox::songs, &Song::id);
+template <typename Model, std::invocable<Model&> Compute, typename Identity = std::identity>
+[[nodiscard]] GListModel* listModel(const std::shared_ptr<Model>& model, Compute compute, Identity identity = {}) {
+  return listModel(detail::whileAlive(model, std::move(compute)), std::move(identity));
 }
 
 /// The element of an item of `listModel`. The reference stays valid until the next turn of the loop, but only while the

@@ -8,6 +8,7 @@
 #include <concepts>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <span>
 #include <type_traits>
 #include <utility>
@@ -28,7 +29,7 @@ namespace Tessaly::inline v1::Qt6 {
 /// example `&File::name`. The identity needs `==` and `std::hash`. Without `identity`, an element is its own identity.
 /// An element with the identity of a former element takes over the former element's row. That row moves to the new
 /// position. Selection, current row and editor stay with the row, wherever the row moves. `compute` must not refer to
-/// an object that is destroyed before the model.
+/// an object that is destroyed before the list model. For such an object use the other constructor.
 ///
 /// Views get removals, moves of blocks and insertions of blocks, at most 32 of each kind. If one kind has more than 32
 /// changes, they become a layout change and at most one removal or insertion. A layout change keeps the selection too.
@@ -60,6 +61,16 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
       : QAbstractListModel(parent), rows_(*this) {
     rows_.follow(std::move(compute), std::move(identity));
   }
+
+  /// Like the constructor above, for a model that may be destroyed before the list model. After that, the rows stay as
+  /// they are. `compute` is a member of the model or a function that takes the model. The list model does not keep the
+  /// model alive.
+  ///
+  ///     auto* songs = new Qt6::ListModel(player, &Jukebox::songs, &Song::id, view);
+  template <typename Model, std::invocable<Model&> Compute, typename Identity = std::identity>
+  explicit ListModel(const std::shared_ptr<Model>& model, Compute compute, Identity identity = {},
+                     QObject* parent = nullptr)
+      : ListModel(detail::whileAlive(model, std::move(compute)), std::move(identity), parent) {}
 
   /// Adds a column. `show` returns the text of an element. If `show` also takes a role, it returns the value of the
   /// element for that role.
@@ -167,5 +178,8 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
 
 template <std::invocable<> Compute, typename... Further>
 explicit ListModel(Compute, Further...) -> ListModel<detail::ElementOf<Compute>>;
+template <typename Model, std::invocable<Model&> Compute, typename... Further>
+explicit ListModel(std::shared_ptr<Model>, Compute, Further...)
+    -> ListModel<typename detail::ElementOfSequence<detail::ComputedValue<Compute, Model&>>::Type>;
 
 }  // namespace Tessaly::inline v1::Qt6

@@ -240,12 +240,24 @@ TYPED_TEST_P(ListedRows, ModelReleasesItsSequenceAtItsEnd) {
   EXPECT_EQ(this->queue_.use_count(), 1);
 }
 
+TYPED_TEST_P(ListedRows, SourceMayEndBeforeTheListModel) {
+  const auto read = [](const Property<Tracks>& queue) { return queue.value(); };
+  this->list(this->queue_, read, &Track::id);
+  EXPECT_EQ(this->queue_.use_count(), 1);
+  this->set(tracks(0, 12));
+  *this->queue_ = tracks(0, 3);
+  this->queue_.reset();
+  this->turn();
+  EXPECT_EQ(this->rows(), titles(tracks(0, 12)));
+}
+
 REGISTER_TYPED_TEST_SUITE_P(ListedRows, ModelFollowsTheSequence, ManyChangesInOneTurnGiveOneUpdate,
                             EqualSequenceGivesNoUpdate, SelectionStaysWithElementsThatMove,
                             SelectionStaysWhenEveryRowMoves, SelectionStaysWhenManyRowsComeAndGo,
                             ChangedElementKeepsRowAndSelection, RandomChangesKeepModelMirrorAndSelectionTogether,
                             SharedSequenceMayBeNull, ChangeOnAnotherThreadArrivesOnTheMainThread,
                             ChangeDuringAnUpdateWaitsForTheEndOfTheUpdate, ModelMayEndDuringAnUpdate,
-                            ModelMayEndWhenAnElementChanges, ModelReleasesItsSequenceAtItsEnd);
+                            ModelMayEndWhenAnElementChanges, ModelReleasesItsSequenceAtItsEnd,
+                            SourceMayEndBeforeTheListModel);
 
 }  // namespace Tessaly
