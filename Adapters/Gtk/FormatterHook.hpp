@@ -27,8 +27,9 @@
 /// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that name.
 namespace Tessaly::inline v1::Gtk4 {
 
-/// A hook that connects a `GtkEditable` (an entry, a `GtkText`, a spin button) to a `Formatter`. The field shows the
-/// text of an object.
+/// A hook that connects a `GtkEditable` (an entry, a `GtkText`) to a `Formatter`. The field shows the text of an
+/// object. A `GtkSpinButton` writes its own text, so it cannot have a hook. Bind its value with `bind(GtkSpinButton*,
+/// ...)` of Tessaly/Adapters/Gtk/SettingBinding.hpp, or use a `GtkEntry`.
 ///
 /// `FieldEditing` makes the decisions, and the comment of that class has the rules. By default the hook changes no
 /// typed number before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix
@@ -54,8 +55,8 @@ namespace Tessaly::inline v1::Gtk4 {
 /// of the hook or of a signal of the field. If the text has not changed since the last end of editing, leaving the
 /// field does not end editing a second time. So a handler may open a dialog.
 ///
-/// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
-/// a handler.
+/// These stop the process: a null formatter or field, a spin button as the field, and an exception from the formatter,
+/// the rule, the explanation or a handler.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -126,6 +127,19 @@ class FormatterHook {
   /// replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
+  /// Ends editing from the program, as Return does. Call this before the program uses the value of the field without a
+  /// change of the focus: in an action with an accelerator, a default button, or a handler that saves. Returns true if
+  /// the field accepts the text, and `objectValue()` is then its object. Returns true for an unchanged or corrected
+  /// text too.
+  ///
+  /// Returns false if the field keeps a malformed or forbidden text, if an input method still composes, if the field is
+  /// gone, or if a handler has destroyed this hook. In a handler of this hook, the call only returns whether the field
+  /// has accepted its text. The field does not emit "activate".
+  bool endEditing() {
+    if (!text_.isThere() || text_.isChanging()) return false;
+    return formatted_.isTelling() ? !isEdited() : finish();
+  }
+
   /// Undoes the last change or the last run of typed characters. Returns false if there is nothing to undo, or if the
   /// field is gone or not editable.
   bool undo() { return changes_.undo(); }
@@ -170,15 +184,16 @@ class FormatterHook {
     if (changes_.settle() && !formatted_.hasEndedWith(text_.get())) finish();
   }
 
-  void finish() {
-    if (!changes_.complete()) return;
+  /// Returns whether the field has accepted the text, and this hook still exists.
+  bool finish() {
+    if (!changes_.complete()) return false;
     const std::string text = text_.get();
     const std::size_t cursor = detail::partOf(text, 0, text_.selection().cursor).size();
     const FieldEditing::End end = formatted_.end(text, cursor);
     const detail::SelectedText shown = detail::withCursor(end.text, end.cursor);
-    if (shown.text != text && !changes_.replace(shown)) return;
-    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return;
-    formatted_.tell(text, end);
+    if (shown.text != text && !changes_.replace(shown)) return false;
+    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return false;
+    return formatted_.tell(text, end) && end.hasEnded;
   }
 
   detail::EditableText text_;

@@ -23,6 +23,7 @@
 #include <utility>
 
 #include "Tessaly/Adapters/QtWidgets/detail/FieldMark.hpp"
+#include "Tessaly/Adapters/QtWidgets/detail/TypedChange.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
 #include "Tessaly/Adapters/detail/SettingOfField.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
@@ -140,6 +141,12 @@ class FormatterValidator : public QValidator {
   /// replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
+  /// Ends editing from the program, as Return does, but without `returnPressed`. An input method commits its text
+  /// first. Returns true if the field accepts the text, perhaps with a correction. `objectValue()` is then its object.
+  /// Returns false if the field keeps its text as it is, or if a handler has destroyed this validator. A call in a
+  /// handler of this validator ends nothing, and only returns whether the field has accepted its text.
+  bool endEditing() { return !isTakenAsItIs_ && (formatted_.isTelling() ? !isEdited() : end()); }
+
   bool eventFilter(QObject* watched, QEvent* event) override {
     // During its destruction, a field loses the keyboard focus after it has become a mere `QWidget`.
     const QPointer<QLineEdit> field = qobject_cast<QLineEdit*>(watched);
@@ -205,15 +212,7 @@ class FormatterValidator : public QValidator {
 
   /// The answer to the change from the former text to `text`. The cursor is at `position`, the end of the change.
   [[nodiscard]] Answer answerTo(const QString& text, int position) const {
-    const QString behind = text.mid(position);
-    const qsizetype most = standing_.size() - (standing_.endsWith(behind) ? behind.size() : 0);
-    const qsizetype kept = standing_.endsWith(behind) ? behind.size() : 0;
-    qsizetype same = 0;
-    while (same < most && same < text.size() - kept && text[same] == standing_[same]) ++same;
-    const std::string before = text.left(same).toStdString();
-    const std::string removed = standing_.mid(same, most - same).toStdString();
-    const std::string inserted = text.mid(same, text.size() - kept - same).toStdString();
-    return formatted_.editing().change({before, removed, inserted, text.right(kept).toStdString()});
+    return formatted_.editing().change(detail::TypedChange(standing_, text, position).parts());
   }
   [[nodiscard]] State worthOf(const QString& text) const {
     return formatted_.editing().state(text.toStdString()) == FieldState::acceptable ? Acceptable : Intermediate;
@@ -221,8 +220,11 @@ class FormatterValidator : public QValidator {
 
   void press(int key) {
     if (key != ::Qt::Key_Return && key != ::Qt::Key_Enter) return static_cast<void>(settle());
+    end();
+  }
+  bool end() {
     if (isComposing_) QGuiApplication::inputMethod()->commit();
-    if (!isComposing_) finish();
+    return !isComposing_ && finish();
   }
 
   /// Prepares for an event of the input method, which the field receives next. A text that is still composed is not
@@ -244,7 +246,7 @@ class FormatterValidator : public QValidator {
   /// Takes the suffix out of the selection, so that the field does not remove it.
   void spareSuffix() {
     const std::string text = field_->text().toStdString();
-    const int last = positionIn(text, formatted_.editing().lastPosition(text));
+    const int last = detail::positionIn(text, formatted_.editing().lastPosition(text));
     const auto [start, length] = *composedOver_;
     if (start + length > last && start < last) field_->setSelection(start, last - start);
   }
@@ -279,12 +281,8 @@ class FormatterValidator : public QValidator {
   void stayBeforeSuffix(int cursor) {
     if (field_->hasSelectedText() || isComposing_) return;
     const std::string text = field_->text().toStdString();
-    const int last = positionIn(text, formatted_.editing().lastPosition(text));
+    const int last = detail::positionIn(text, formatted_.editing().lastPosition(text));
     if (cursor > last) field_->setCursorPosition(last);
-  }
-  /// The position of a UTF-8 byte in the text, in UTF-16 code units.
-  static int positionIn(const std::string& text, std::size_t byte) {
-    return static_cast<int>(QString::fromStdString(text.substr(0, byte)).size());
   }
 
   /// Calls `change`, which changes the field. During this call, the validator refuses no text. Returns whether this
@@ -303,7 +301,7 @@ class FormatterValidator : public QValidator {
     const std::string refused = input.toStdString();
     const bool isReplaced = answer.kind == Answer::Kind::replaced;
     input = isReplaced ? QString::fromStdString(answer.text) : standing_;
-    position = isReplaced ? positionIn(answer.text, answer.cursor) : static_cast<int>(input.size());
+    position = isReplaced ? detail::positionIn(answer.text, answer.cursor) : static_cast<int>(input.size());
     if (answer.isRefusal) {
       QMetaObject::invokeMethod(
           const_cast<FormatterValidator*>(this),
@@ -321,7 +319,7 @@ class FormatterValidator : public QValidator {
     if (field_->text() != shown) {
       if (!change([&] { field_->selectAll(); }) || !change([&] { field_->insert(shown); })) return false;
     }
-    return change([&] { field_->setCursorPosition(positionIn(replacement, cursor)); });
+    return change([&] { field_->setCursorPosition(detail::positionIn(replacement, cursor)); });
   }
 
   /// Keeps the refusal for later, because Qt emits `inputRejected` before it reverts the change.
@@ -366,16 +364,17 @@ class FormatterValidator : public QValidator {
     if (!formatted_.hasEndedWith(field_->text().toStdString())) finish();
   }
 
-  void finish() {
-    if (!settle()) return;
+  /// Returns whether the field has accepted the text, and this validator still exists.
+  bool finish() {
+    if (!settle()) return false;
     const QString shown = field_->text();
     const std::string text = shown.toStdString();
     const std::size_t cursor = shown.left(field_->cursorPosition()).toStdString().size();
     const FieldEditing::End end = formatted_.end(text, cursor);
-    if (end.text != text && !replace(end.text, end.cursor)) return;
-    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return;
-    if (formatted_.isMarked() && !formatted_.outlives([&] { mark_.open(); })) return;
-    formatted_.tell(text, end);
+    if (end.text != text && !replace(end.text, end.cursor)) return false;
+    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return false;
+    if (formatted_.isMarked() && !formatted_.outlives([&] { mark_.open(); })) return false;
+    return formatted_.tell(text, end) && end.hasEnded;
   }
 
   QLineEdit* const field_;

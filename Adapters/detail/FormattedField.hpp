@@ -78,20 +78,26 @@ class FormattedField : public Existence {
     const std::any object = editing_.object();
     return call(name, store_, object) && call(name, end_, object);
   }
+  /// Whether a handler is running. The handler may be waiting for a nested loop.
+  [[nodiscard]] bool isTelling() const noexcept { return isTelling_; }
 
  private:
   /// Calls a copy of the handler, because the handler may replace or destroy itself.
   template <typename Handler, typename... Arguments>
   bool call(const char* name, Handler handler, const Arguments&... arguments) const noexcept {
-    return outlives([&] {
+    const bool wasTelling = std::exchange(isTelling_, true);
+    const bool exists = outlives([&] {
       if (handler) callNotification(name, handler, arguments...);
     });
+    if (exists) isTelling_ = wasTelling;
+    return exists;
   }
 
   FieldEditing editing_;
   /// The field's text directly after the last end of editing. Absent if editing has not ended yet, or if `show` has
   /// succeeded since.
   std::optional<std::string> ended_;
+  mutable bool isTelling_ = false;
   Rule settingRule_;
   EndHandler store_;
   EndHandler end_;

@@ -121,6 +121,55 @@ TYPED_TEST_P(TypedNumbers, UnchangedTextKeepsItsNumberAsNSNumber) {
   EXPECT_EQ(shown, (std::vector{NSNumber(50), NSNumber(7)}));
 }
 
+TYPED_TEST_P(TypedNumbers, ProgramEndsEditingAsReturnDoes) {
+  this->integers(0, 100, " %");
+  EXPECT_FALSE(this->policy().endEditing());
+  this->policy().setObjectValue(50);
+  EXPECT_TRUE(this->policy().endEditing());
+  EXPECT_EQ(this->ends_, 1);
+  this->press({"Control_L", "a"});
+  this->type("007");
+  EXPECT_EQ(this->value(), NSNumber(50));
+  EXPECT_TRUE(this->policy().endEditing());
+  EXPECT_EQ(this->value(), NSNumber(7));
+  EXPECT_EQ(this->text(), "7 %");
+  EXPECT_EQ(this->ends_, 2);
+  this->leave();
+  EXPECT_EQ(this->ends_, 2);
+}
+
+TYPED_TEST_P(TypedNumbers, ProgramDoesNotEndEditingOfMalformedText) {
+  this->integers(0, 100);
+  this->policy().setObjectValue(50);
+  this->press({"Control_L", "a"});
+  this->type("4x2");
+  EXPECT_FALSE(this->policy().endEditing());
+  EXPECT_EQ(this->text(), "4x2");
+  EXPECT_EQ(this->ends_, 0);
+  this->press({"Control_L", "a"});
+  this->type("500");
+  EXPECT_TRUE(this->policy().endEditing());
+  EXPECT_EQ(this->text(), "100");
+  EXPECT_EQ(this->value(), NSNumber(100));
+}
+
+TYPED_TEST_P(TypedNumbers, HandlerMayEndEditingToo) {
+  this->integers(0, 100);
+  std::vector<bool> accepted;
+  this->policy().onEditingEnd([&](const std::any&) { accepted.push_back(this->policy().endEditing()); });
+  this->policy().onRefusal([&](auto...) { accepted.push_back(this->policy().endEditing()); });
+  this->type("7");
+  EXPECT_TRUE(this->policy().endEditing());
+  EXPECT_EQ(accepted, std::vector<bool>{true});
+  this->type("x");
+  EXPECT_FALSE(this->policy().endEditing());
+  EXPECT_EQ(accepted, (std::vector<bool>{true, false}));
+  this->press({"BackSpace"});
+  this->policy().onEditingEnd([this](const std::any&) { this->dismiss(); });
+  EXPECT_FALSE(this->policy().endEditing());
+  EXPECT_TRUE(this->hasEnded());
+}
+
 TYPED_TEST_P(TypedNumbers, TextIsMarkedDuringTyping) {
   this->integers(20, 300);
   this->policy().setObjectValue(NSNumber(60));
@@ -201,6 +250,8 @@ REGISTER_TYPED_TEST_SUITE_P(TypedNumbers, TextIsMarkedDuringTyping, ReasonOfCorr
                             CursorStaysBeforeTheSuffix, FractionInIntegerFieldBecomesWholeNumberInRange,
                             PassingThroughKeepsHiddenDigits, PassingThroughKeepsFractionOfIntegerField,
                             HyphenIsMinusInEveryLanguage, PointInGermanFieldIsDecimal, CommaInEnglishFieldIsDecimal,
-                            ObjectBeyondRangeIsNotShown, UnchangedTextKeepsItsNumberAsNSNumber);
+                            ObjectBeyondRangeIsNotShown, UnchangedTextKeepsItsNumberAsNSNumber,
+                            ProgramEndsEditingAsReturnDoes, ProgramDoesNotEndEditingOfMalformedText,
+                            HandlerMayEndEditingToo);
 
 }  // namespace Tessaly
