@@ -4,7 +4,10 @@
 
 #include <gtk/gtk.h>
 
+#include <algorithm>
+#include <cmath>
 #include <concepts>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,6 +59,18 @@ void bindActive(Widget* widget, Default<bool> setting) {
       [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); });
 }
 
+/// The types of settings for a widget that holds a number.
+template <typename Value>
+concept WidgetNumber = std::same_as<Value, int> || std::same_as<Value, double>;
+
+/// The value of a widget in the type of its setting. An `int` is the nearest one.
+template <WidgetNumber Value>
+Value numberForSetting(double value) {
+  if constexpr (std::same_as<Value, double>) return value;
+  using Limits = std::numeric_limits<int>;
+  return static_cast<Value>(std::clamp(std::round(value), double{Limits::min()}, double{Limits::max()}));
+}
+
 /// The hook of a field, and the observation of the field's setting.
 struct BoundField {
   Gtk4::FormatterHook hook;
@@ -78,6 +93,7 @@ namespace Gtk4 {
 ///
 ///     Gtk4::bind(GTK_CHECK_BUTTON(check), Default<bool>(showsHiddenFilesKey));
 ///     Gtk4::bind(GTK_RANGE(scale), Default<double>(volumeKey));
+///     Gtk4::bind(GTK_SPIN_BUTTON(spinButton), Default<int>(copiesKey));
 ///     Gtk4::bind(GTK_DROP_DOWN(dropDown), Default<std::string>(themeKey));
 ///     Gtk4::bind(GTK_EDITABLE(entry), interval, Default<int>(intervalKey));
 inline void bind(GtkCheckButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
@@ -85,12 +101,28 @@ inline void bind(GtkCheckButton* button, Default<bool> setting) { detail::bindAc
 inline void bind(GtkSwitch* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
 /// Binds a setting to a toggle button. In all other respects the call is like the overload for `GtkCheckButton`.
 inline void bind(GtkToggleButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
-/// Binds a setting to a scale, or to another `GtkRange`. In all other respects the call is like the overload for
+/// Binds a setting to a scale, or to another `GtkRange`. The setting is a `double` or an `int`. An `int` gets the
+/// nearest integer, and the range then shows that integer. In all other respects the call is like the overload for
 /// `GtkCheckButton`.
-inline void bind(GtkRange* range, Default<double> setting) {
+template <detail::WidgetNumber Value>
+void bind(GtkRange* range, Default<Value> setting) {
   detail::bindBothWays(
-      range, "value-changed", std::move(setting), [range] { return gtk_range_get_value(range); },
-      [range](double value) { gtk_range_set_value(range, value); });
+      range, "value-changed", std::move(setting),
+      [range] { return detail::numberForSetting<Value>(gtk_range_get_value(range)); },
+      [range](Value value) { gtk_range_set_value(range, value); });
+}
+/// Binds a setting to a spin button. The setting is a `double` or an `int`, as for `GtkRange`. The button stores a
+/// typed number when its editing ends. A change of the setting by other code replaces an unfinished edit. In all other
+/// respects the call is like the overload for `GtkCheckButton`.
+///
+/// A spin button writes its own text, so it cannot have a formatter. For a suffix, connect its "output" and "input"
+/// signals, or use a `GtkEntry` with a formatter.
+template <detail::WidgetNumber Value>
+void bind(GtkSpinButton* button, Default<Value> setting) {
+  detail::bindBothWays(
+      button, "value-changed", std::move(setting),
+      [button] { return detail::numberForSetting<Value>(gtk_spin_button_get_value(button)); },
+      [button](Value value) { gtk_spin_button_set_value(button, value); });
 }
 /// Binds a setting to the chosen text of a drop-down list. The model of the list must be a `GtkStringList`. If the list
 /// does not contain the stored text, no text is chosen. In all other respects the call is like the overload for
@@ -100,10 +132,11 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
       list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
-/// Binds a setting to a field with a formatter, for the life of the field. The rule of the key judges the objects of
-/// the field, so no forbidden value is stored. After each successful end of editing, the binding stores the object of
-/// the field in the setting. While the field has an unfinished edit, changes of the setting by other code do not change
-/// the field. In all other respects the call is like the overload for `GtkCheckButton`.
+/// Binds a setting to a field with a formatter, for the life of the field. The field must not be a `GtkSpinButton`,
+/// which stops the process. The rule of the key judges the objects of the field, so no forbidden value is stored. After
+/// each successful end of editing, the binding stores the object of the field in the setting. While the field has an
+/// unfinished edit, changes of the setting by other code do not change the field. In all other respects the call is
+/// like the overload for `GtkCheckButton`.
 ///
 /// The hook is destroyed with the field. The rule and the handlers of the host add to those of the binding. If a
 /// handler of the host destroys the field during `bind`, do not use the result.

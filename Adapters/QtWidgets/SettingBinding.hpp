@@ -18,7 +18,9 @@
 class QAbstractButton;
 class QAbstractSlider;
 class QComboBox;
+class QDoubleSpinBox;
 class QLineEdit;
+class QSpinBox;
 
 namespace Tessaly::inline v1 {
 
@@ -37,6 +39,16 @@ void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read re
   QObject::connect(widget, signal, widget, [bound] { bound->store(); });
   QObject::connect(widget, &QObject::destroyed, [state = bound->state()] { state->cancel(); });
   bound->start();
+}
+
+/// Binds a setting to a spin box of integers or of reals. With keyboard tracking, the box would report each typed
+/// digit, and the binding would rewrite the half-typed text.
+template <typename Box, typename Value>
+void bindSpinBox(Box* box, Default<Value> setting) {
+  box->setKeyboardTracking(false);
+  bindBothWays(
+      box, &Box::valueChanged, std::move(setting), [box] { return box->value(); },
+      [box](Value value) { box->setValue(value); });
 }
 
 }  // namespace detail
@@ -63,6 +75,7 @@ class FormatterValidator;
 ///
 ///     Qt6::bind(checkBox, Default<bool>(showsHiddenFilesKey));
 ///     Qt6::bind(slider, Default<int>(volumeKey));
+///     Qt6::bind(spinBox, Default<int>(copiesKey));
 ///     Qt6::bind(comboBox, Default<std::string>(themeKey));
 ///     Qt6::bind(lineEdit, interval, Default<int>(intervalKey));
 template <typename Button = QAbstractButton>
@@ -78,6 +91,20 @@ void bind(std::type_identity_t<Slider>* slider, Default<int> setting) {
   detail::bindBothWays(
       slider, &Slider::valueChanged, std::move(setting), [slider] { return slider->value(); },
       [slider](int value) { slider->setValue(value); });
+}
+/// Binds a setting to a spin box of integers, and turns the box's `keyboardTracking` off. So the box stores a typed
+/// number when its editing ends. A change of the setting by other code replaces an unfinished edit. In all other
+/// respects the call is like the overload for `QAbstractButton`. The second template parameter only distinguishes this
+/// overload from that for `QAbstractSlider`.
+template <typename Box = QSpinBox, typename = void>
+void bind(std::type_identity_t<Box>* box, Default<int> setting) {
+  detail::bindSpinBox(box, std::move(setting));
+}
+/// Binds a setting to a spin box of reals. In all other respects the call is like the overload for `QSpinBox`. The box
+/// rounds the value that it shows to its `decimals`, and does not store the rounded value.
+template <typename Box = QDoubleSpinBox>
+void bind(std::type_identity_t<Box>* box, Default<double> setting) {
+  detail::bindSpinBox(box, std::move(setting));
 }
 /// Binds a setting to the chosen text of a combo box. If the box does not contain the stored text, no text is chosen.
 /// In all other respects the call is like the overload for `QAbstractButton`.

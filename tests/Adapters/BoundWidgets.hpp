@@ -30,7 +30,8 @@ struct Song {
 };
 
 /// Widgets of any toolkit that follow a model. `Toolkit` is a fixture with a label, a check button, a slider from 0 to
-/// 100, a list of "light" and "dark", and a field. `whenSlid_` is called at each change of the slider.
+/// 100, two spin buttons, a list of "light" and "dark", and a field. `whenSlid_` is called at each change of the
+/// slider.
 template <typename Toolkit>
 class BoundWidget : public Toolkit {
  protected:
@@ -173,6 +174,34 @@ TYPED_TEST_P(BoundWidget, SliderFollowsTheRuleOfItsKey) {
   Setting::setValue(key, 10);
   this->turn();
   EXPECT_EQ(this->sliderValue(), 10);
+}
+
+TYPED_TEST_P(BoundWidget, SpinButtonFollowsTheRuleOfItsKey) {
+  const auto count = Default<int>::Key("count", 20).within(0, 50);
+  const auto gain = Default<double>::Key("gain", 0.5).within(0.0, 5.0);
+  this->bindSpin(Default<int>(count));
+  this->bindRealSpin(Default<double>(gain));
+  const auto shown = [this] { return std::pair(this->spinValue(), this->realSpinValue()); };
+  const auto stored = [&] { return std::pair(Default<int>::value(count), Default<double>::value(gain)); };
+  EXPECT_EQ(shown(), std::pair(20.0, 0.5));
+  this->spin(30, 1.25);
+  EXPECT_EQ(stored(), std::pair(30, 1.25));
+  this->spin(80, 7);
+  EXPECT_EQ(stored(), std::pair(50, 5.0));
+  EXPECT_EQ(shown(), std::pair(50.0, 5.0));
+  Default<int>::setValue(count, 10);
+  Default<double>::setValue(gain, 2.5);
+  this->turn();
+  EXPECT_EQ(shown(), std::pair(10.0, 2.5));
+}
+
+TYPED_TEST_P(BoundWidget, SpinButtonStoresATypedNumberAtTheEnd) {
+  const Default<int>::Key key("count", 20);
+  this->bindSpin(Default<int>(key));
+  this->typeIntoSpin("12");
+  EXPECT_EQ(Default<int>::value(key), 20);
+  this->endSpin();
+  EXPECT_EQ(Default<int>::value(key), 12);
 }
 
 TYPED_TEST_P(BoundWidget, WidgetDoesNotStoreTheEndOfItsOwnRange) {
@@ -329,6 +358,7 @@ REGISTER_TYPED_TEST_SUITE_P(BoundWidget, LabelFollowsTheModel, ManyChangesInOneT
                             SetterTakesThePresentValueOfAModel, WidgetMayEndFirst, ModelMayEndFirst,
                             ChangeOnAnotherThreadArrivesOnTheMainThread, ChangeInsideTheUpdateIsFollowedInTheNextTurn,
                             CheckButtonFollowsAndStoresItsSetting, SliderFollowsTheRuleOfItsKey,
+                            SpinButtonFollowsTheRuleOfItsKey, SpinButtonStoresATypedNumberAtTheEnd,
                             WidgetDoesNotStoreTheEndOfItsOwnRange, ListFollowsAndStoresItsSetting,
                             FieldFollowsAndStoresItsSetting, HandlerOfTheHostSeesTheStoredValueOfAField,
                             RuleOfTheHostAddsToTheRuleOfTheKey, ObserverOfASettingMayDestroyTheField,

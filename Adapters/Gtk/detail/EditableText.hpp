@@ -29,9 +29,13 @@ class EditableText {
   }
 
   /// The widget that emits the signals of the text: the innermost part of a compound widget, or else `field` itself. A
-  /// null `field` stops the process, with a report that names `file`.
+  /// null `field` and a spin button stop the process, with a report that names `file`.
   static GtkEditable* innermost(GtkEditable* field, std::string_view file) {
     if (field == nullptr) fatalError("A hook of a field needs a field", file, __LINE__);
+    if (gtk_widget_get_ancestor(GTK_WIDGET(field), GTK_TYPE_SPIN_BUTTON) != nullptr) {
+      fatalError("A GtkSpinButton writes its own text; bind its value by bind(GtkSpinButton*, ...), or use a GtkEntry",
+                 file, __LINE__);
+    }
     while (GtkEditable* delegate = gtk_editable_get_delegate(field)) field = delegate;
     return field;
   }

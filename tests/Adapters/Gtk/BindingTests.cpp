@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -39,7 +40,10 @@ class GtkWidgetsOfTest : public testing::Test {
     slider_ = GTK_RANGE(gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, 0, 100, 1));
     list_ = GTK_DROP_DOWN(gtk_drop_down_new_from_strings(texts));
     field_ = GTK_EDITABLE(gtk_entry_new());
-    for (gpointer widget : {gpointer(label_), gpointer(check_), gpointer(slider_), gpointer(list_), gpointer(field_)}) {
+    spin_ = GTK_SPIN_BUTTON(gtk_spin_button_new_with_range(0, 100, 1));
+    realSpin_ = GTK_SPIN_BUTTON(gtk_spin_button_new_with_range(0, 10, 0.01));
+    for (gpointer widget : {gpointer(spin_), gpointer(realSpin_), gpointer(label_), gpointer(check_), gpointer(slider_),
+                            gpointer(list_), gpointer(field_)}) {
       gtk_box_append(GTK_BOX(box), GTK_WIDGET(widget));
     }
     const auto notify = +[](GtkWidgetsOfTest* self) {
@@ -81,6 +85,23 @@ class GtkWidgetsOfTest : public testing::Test {
     g_object_unref(slider);
   }
 
+  void bindSpin(const Default<int>& setting) { Gtk4::bind(spin_, setting); }
+  void bindRealSpin(const Default<double>& setting) { Gtk4::bind(realSpin_, setting); }
+  [[nodiscard]] double spinValue() const { return gtk_spin_button_get_value(spin_); }
+  [[nodiscard]] double realSpinValue() const { return gtk_spin_button_get_value(realSpin_); }
+  void spin(int value, double realValue) {
+    gtk_spin_button_set_value(spin_, value);
+    gtk_spin_button_set_value(realSpin_, realValue);
+  }
+  void typeIntoSpin(const char* text) {
+    gtk_editable_set_text(GTK_EDITABLE(spin_), text);
+    turn();
+  }
+  void endSpin() {
+    g_signal_emit_by_name(gtk_editable_get_delegate(GTK_EDITABLE(spin_)), "activate");
+    turn();
+  }
+
   void bindList(const Default<std::string>& setting) { Gtk4::bind(list_, setting); }
   [[nodiscard]] std::string chosen() const { return detail::chosenText(list_).value_or(""); }
   void choose(const char* text) { detail::chooseText(list_, text); }
@@ -108,6 +129,8 @@ class GtkWidgetsOfTest : public testing::Test {
   GtkRange* slider_ = nullptr;
   GtkDropDown* list_ = nullptr;
   GtkEditable* field_ = nullptr;
+  GtkSpinButton* spin_ = nullptr;
+  GtkSpinButton* realSpin_ = nullptr;
   std::function<void()> whenSlid_;
 };
 
@@ -127,6 +150,28 @@ TEST_F(GtkWidgetsOfTest, ListWithOneTextMayShowNoText) {
   EXPECT_EQ(gtk_single_selection_get_selected(ofTheHost), 0U);
   EXPECT_TRUE(gtk_single_selection_get_autoselect(ofTheHost));
   g_object_unref(ofTheHost);
+}
+
+TEST_F(GtkWidgetsOfTest, RangeShowsTheNearestInteger) {
+  const auto key = Default<int>::Key("volume", 20).within(0, 50);
+  Gtk4::bind(slider_, Default<int>(key));
+  EXPECT_EQ(sliderValue(), 20);
+  slide(30.6);
+  EXPECT_EQ(Default<int>::value(key), 31);
+  EXPECT_EQ(sliderValue(), 31);
+  slide(80);
+  EXPECT_EQ(Default<int>::value(key), 50);
+  EXPECT_EQ(sliderValue(), 50);
+}
+
+TEST_F(GtkWidgetsOfTest, RangeBeyondTheIntegersStoresTheirEnd) {
+  const Default<int>::Key key("volume", 20);
+  gtk_range_set_range(slider_, -1e12, 1e12);
+  Gtk4::bind(slider_, Default<int>(key));
+  slide(1e11);
+  EXPECT_EQ(Default<int>::value(key), std::numeric_limits<int>::max());
+  slide(-1e11);
+  EXPECT_EQ(Default<int>::value(key), std::numeric_limits<int>::min());
 }
 
 TEST(GtkBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {

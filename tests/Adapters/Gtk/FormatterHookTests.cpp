@@ -667,6 +667,17 @@ TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
                "Tessaly/FormatterHook:[0-9]+: Fatal error: A hook of a field needs a field");
 }
 
+TEST_F(GtkField, SpinButtonStopsTheProcess) {
+  auto* const spin = GTK_EDITABLE(gtk_spin_button_new_with_range(0, 10, 1));
+  g_object_ref_sink(spin);
+  const auto formatter = Formatters::RangeNumber<int>::make(ClosedRange(0, 10));
+  for (GtkEditable* const field : {spin, gtk_editable_get_delegate(spin)}) {
+    EXPECT_DEATH(Gtk4::FormatterHook(formatter, field),
+                 "Tessaly/FormatterHook:[0-9]+: Fatal error: A GtkSpinButton writes its own text; bind its value");
+  }
+  g_object_unref(spin);
+}
+
 TEST_F(GtkField, ThrowingOrMissingFormatterStopsTheProcess) {
   EXPECT_DEATH(Gtk4::FormatterHook(std::shared_ptr<Formatter>(), field_),
                "Tessaly/FieldEditing:[0-9]+: Fatal error: A field needs a formatter");

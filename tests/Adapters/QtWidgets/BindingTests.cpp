@@ -4,10 +4,12 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSlider>
+#include <QSpinBox>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -41,6 +43,10 @@ class QtWidgetsOfTest : public testing::Test {
     list_ = new QComboBox(&*window_);
     list_->addItems({"light", "dark"});
     field_ = new QLineEdit(&*window_);
+    spin_ = new QSpinBox(&*window_);
+    spin_->setRange(0, 100);
+    realSpin_ = new QDoubleSpinBox(&*window_);
+    realSpin_->setRange(0, 10);
     QObject::connect(slider_, &QAbstractSlider::valueChanged, [this] {
       if (whenSlid_) whenSlid_();
     });
@@ -72,6 +78,25 @@ class QtWidgetsOfTest : public testing::Test {
   void bindSlider(const Default<int>& setting) { Qt6::bind(slider_, setting); }
   [[nodiscard]] int sliderValue() const { return slider_->value(); }
   void slide(int value) { slider_->setValue(value); }
+
+  void bindSpin(const Default<int>& setting) { Qt6::bind(spin_, setting); }
+  void bindRealSpin(const Default<double>& setting) { Qt6::bind(realSpin_, setting); }
+  [[nodiscard]] double spinValue() const { return spin_->value(); }
+  [[nodiscard]] double realSpinValue() const { return realSpin_->value(); }
+  void spin(int value, double realValue) {
+    spin_->setValue(value);
+    realSpin_->setValue(realValue);
+  }
+  void typeIntoSpin(const char* text) {
+    spin_->selectAll();
+    for (const char* letter = text; *letter != '\0'; ++letter) sendKey(0, QString(QChar(*letter)));
+  }
+  void endSpin() { sendKey(Qt::Key_Return, "\r"); }
+  void sendKey(int key, const QString& text) {
+    QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
+    QCoreApplication::sendEvent(spin_, &event);
+    turn();
+  }
 
   void bindList(const Default<std::string>& setting) { Qt6::bind(list_, setting); }
   [[nodiscard]] std::string chosen() const { return list_->currentText().toStdString(); }
@@ -106,6 +131,8 @@ class QtWidgetsOfTest : public testing::Test {
   QSlider* slider_ = nullptr;
   QComboBox* list_ = nullptr;
   QLineEdit* field_ = nullptr;
+  QSpinBox* spin_ = nullptr;
+  QDoubleSpinBox* realSpin_ = nullptr;
   std::function<void()> whenSlid_;
 };
 
