@@ -667,6 +667,27 @@ TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
                "Tessaly/FormatterHook:[0-9]+: Fatal error: A hook of a field needs a field");
 }
 
+TEST_F(GtkField, ProgramDoesNotEndEditingDuringAComposition) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  hook_->setObjectValue(50);
+  press({"Control_L", "a"});
+  compose("7");
+  EXPECT_FALSE(hook_->endEditing());
+  EXPECT_EQ(ends_, 0);
+  commit("7");
+  EXPECT_TRUE(hook_->endEditing());
+  EXPECT_EQ(ends_, 1);
+  EXPECT_EQ(text(), "7");
+}
+
+TEST_F(GtkField, ProgramDoesNotEndEditingOfAFieldThatIsGone) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  hook_->setObjectValue(50);
+  removeField();
+  EXPECT_FALSE(hook_->endEditing());
+}
+
 TEST_F(GtkField, SpinButtonStopsTheProcess) {
   auto* const spin = GTK_EDITABLE(gtk_spin_button_new_with_range(0, 10, 1));
   g_object_ref_sink(spin);
