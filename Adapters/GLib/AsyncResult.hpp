@@ -50,7 +50,7 @@ Async<AsyncResult> asyncResult(Start start) {
   const auto call = [&] {
     return withCheckedContinuation<AsyncResult>(
         [&](CheckedContinuation<AsyncResult> continuation) {
-          const gpointer data = detail::AsyncCalls::add(std::move(continuation));
+          void* const data = detail::AsyncCalls::add(std::move(continuation));
           try {
             start(cancellable.get(), &detail::AsyncCalls::ready, data);
           } catch (...) {

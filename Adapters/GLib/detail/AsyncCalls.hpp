@@ -58,7 +58,7 @@ class AsyncCalls {
   /// Returns the data for the callback of a new call.
   static gpointer add(Continuation continuation) {
     static std::size_t last = 0;
-    const gpointer data = GSIZE_TO_POINTER(++last);
+    void* const data = GSIZE_TO_POINTER(++last);
     pending().emplace(data, std::move(continuation));
     return data;
   }
