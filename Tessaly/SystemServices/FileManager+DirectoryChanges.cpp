@@ -28,10 +28,14 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
 
   static Async<std::optional<Changes>> next(std::shared_ptr<DirectoryFollower> self) {
     const SoleConsumer consumer(*self, sourceFile, __LINE__);
+    if (!co_await keepDistance(*self)) co_return std::nullopt;
     for (;;) {
       auto changes = co_await take(*self);
       const bool isListing = !std::exchange(self->hasListed_, true);
-      if (!changes || isListing || !changes->empty()) co_return changes;
+      if (!changes || isListing || !changes->empty()) {
+        self->delivered_ = self->clock().now();
+        co_return changes;
+      }
       if (!co_await wake(*self) || !co_await pause(*self, self->debounce_)) co_return std::nullopt;
     }
   }
@@ -50,6 +54,13 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
     co_return co_await runBlocking([&source] { return source.takeChanges(); });
   }
 
+  /// Waits until the delay has passed since the previous element. Changes that come meanwhile are not late, because the
+  /// wait is not longer than the delay. Returns false if the task was cancelled.
+  static Async<bool> keepDistance(DirectoryFollower& self) {
+    if (!self.hasListed_ || self.debounce_ <= std::chrono::nanoseconds::zero()) co_return true;
+    co_return co_await pause(self, self.debounce_ - (self.clock().now() - self.delivered_));
+  }
+
   /// Waits. Returns false if the task was cancelled.
   static Async<bool> pause(DirectoryFollower& self, std::chrono::nanoseconds duration) {
     if (duration <= std::chrono::nanoseconds::zero()) co_return true;
@@ -63,6 +74,8 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
 
   const std::chrono::nanoseconds debounce_;
   bool hasListed_ = false;
+  /// The time of the previous element. Meaningful after the listing.
+  Clock::Instant delivered_{0};
 };
 
 }  // namespace

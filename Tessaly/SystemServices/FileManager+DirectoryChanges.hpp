@@ -26,9 +26,10 @@ using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 struct DirectoryOptions {
   /// Whether to follow only the directory's own entries, or also the entries of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// When the directory changes, the sequence waits for this delay before it delivers the vector of changes. The vector
-  /// also contains the changes during the delay. Changes that happened before the call of `next()` are delivered
-  /// without the delay.
+  /// The minimum time between two elements, and the maximum delay of a change while a task waits for the next element.
+  /// When a quiet directory changes, the sequence waits for this time. The element also contains the changes meanwhile.
+  /// If a task calls `next()` later than this time after the previous element, the changes until then come at once. The
+  /// waits of polled directories, at most 1 s, are added to the delay.
   std::chrono::nanoseconds debounce{0};
 };
 

@@ -199,6 +199,48 @@ TEST_F(ScriptedDirectoryChanges, DebounceCollectsLaterChanges) {
   });
 }
 
+// Changes wait whenever the source is asked, as in a directory that another program writes all the time.
+TEST_F(ScriptedDirectoryChanges, DebounceSeparatesElementsOfABusyDirectory) {
+  script_->takes.assign(4, [] { return appearance("busy"); });
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted({.debounce = 300ms}).makeAsyncIterator();
+    co_await iterator.next();
+    for (std::size_t left = 3; left > 0; --left) {
+      Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+      while (clock_.timerCount() == 0 && !next.isFinished()) co_await Task<>::yield();
+      clock_.advance(299ms);
+      EXPECT_EQ(script_->takes.size(), left) << "the element came early";
+      clock_.advance(1ms);
+      EXPECT_EQ(co_await next.value(), appearance("busy"));
+    }
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, SlowConsumerGetsChangesAtOnceAfterTheDebounce) {
+  script_->takes.assign(2, [] { return appearance("earlier"); });
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted({.debounce = 300ms}).makeAsyncIterator();
+    co_await iterator.next();
+    clock_.advance(300ms);
+    EXPECT_EQ(co_await iterator.next(), appearance("earlier"));
+    EXPECT_EQ(clock_.timerCount(), 0U);
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, LastChangeOfABurstIsDeliveredWithinTheDebounce) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted({.debounce = 300ms}).makeAsyncIterator();
+    co_await iterator.next();
+    Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+    script_->wake();
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    clock_.advance(100ms);
+    script_->takes.push_back([] { return appearance("last"); });
+    clock_.advance(200ms);
+    EXPECT_EQ(co_await next.value(), appearance("last"));
+  });
+}
+
 TEST_F(ScriptedDirectoryChanges, CancellationEndsTheSequenceDuringADebounce) {
   syncWait([&]() -> Async<void> {
     auto iterator = scripted({.depth = DirectoryDepth::entries, .debounce = 1h}).makeAsyncIterator();
