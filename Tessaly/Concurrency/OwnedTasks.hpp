@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Concurrency/detail/ReportedTask.hpp"
 #include "Tessaly/Concurrency/detail/RunningTasks.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
@@ -81,8 +82,9 @@ class OwnedTasks {
   TESSALY_EXPORT ~OwnedTasks();
 
   /// Starts a task in the object's isolation, at the caller's priority. The operation must not return a result; it
-  /// changes the object instead. An exception of the operation reaches the tasks that await the returned `Task<>`, if
-  /// there are any.
+  /// changes the object instead. An exception of the operation reaches the tasks that await `value()` of the returned
+  /// `Task<>`. Without such a task, the exception leaves one log record of type `error`, unless it is a
+  /// `CancellationError`.
   template <detail::TaskOperation Operation>
   Task<> add(Operation&& operation) {
     return add(Task<>::currentPriority(), std::forward<Operation>(operation));
@@ -98,7 +100,7 @@ class OwnedTasks {
     return start(
         priority,
         [](void* given, TaskPriority taskPriority, Isolation&& isolation) {
-          return detail::TaskAccess::make(taskPriority, std::move(isolation),
+          return detail::makeReportedTask(taskPriority, std::move(isolation),
                                           std::forward<Operation>(static_cast<Given*>(given)->operation));
         },
         &given);

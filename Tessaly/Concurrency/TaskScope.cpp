@@ -31,6 +31,12 @@ TaskScope::~TaskScope() {
   } while (!tasks_.empty());
 }
 
+Task<> TaskScope::start(Retained<detail::TaskState<void>> state) {
+  const Task<> task = tasks_.emplace_back(detail::TaskAccess::start(std::move(state)));
+  if (isEnding_) task.cancel();
+  return task;
+}
+
 void TaskScope::cancel() const {
   // A cancellation handler may add tasks to the scope, or destroy the scope.
   const std::vector<Task<>> tasks = tasks_;

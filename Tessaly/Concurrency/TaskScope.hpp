@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Concurrency/detail/ReportedTask.hpp"
 #include "Tessaly/Concurrency/detail/RunningTasks.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
@@ -53,8 +54,9 @@ class TaskScope {
   TESSALY_EXPORT ~TaskScope();
 
   /// Starts a task, which is cancelled at once if the scope is being destroyed. The operation must not return a result,
-  /// but may write to variables that outlive the scope. An exception of the operation reaches the tasks that await the
-  /// returned `Task<>`, if there are any.
+  /// but may write to variables that outlive the scope. An exception of the operation reaches the tasks that await
+  /// `value()` of the returned `Task<>`. Without such a task, the exception leaves one log record of type `error`, at
+  /// the latest at the end of the scope. A `CancellationError` leaves none.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {
@@ -66,10 +68,12 @@ class TaskScope {
     static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
                   "a task of a TaskScope gives no result: let it write to a variable made before the scope");
     const auto finished = detail::makeRoomForTask(tasks_);
-    const Task<> task = detail::taskScope.withValue(
-        identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
-    if (isEnding_) task.cancel();
-    return task;
+    return start(detail::taskScope.withValue(identifier_, [&] {
+      return Retained<detail::TaskState<void>>::adopt(
+          detail::makeReportedTask(options.priority.value_or(Task<>::currentPriority()),
+                                   options.isolation ? std::move(*options.isolation) : Isolation::current(),
+                                   std::forward<Operation>(operation)));
+    }));
   }
 
   /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A task must
@@ -85,6 +89,8 @@ class TaskScope {
   TESSALY_EXPORT void wait() const;
 
  private:
+  TESSALY_EXPORT Task<> start(Retained<detail::TaskState<void>> state);
+
   const std::uint64_t identifier_;
   std::vector<Task<>> tasks_;
   /// Whether the destructor runs.

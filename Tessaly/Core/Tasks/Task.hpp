@@ -180,7 +180,7 @@ class Task {
   static Async<T> valueOf(Retained<State> state) {
     co_await detail::CompletionAwaiter(*state);
     if constexpr (std::is_void_v<T>) {
-      state->outcome().get();
+      state->read().get();
     } else if constexpr (std::is_copy_constructible_v<T>) {
       co_return state->outcome().get();
     } else {
@@ -193,14 +193,9 @@ class Task {
 };
 
 namespace detail {
-/// Gives the library the task record to which a handle refers, and makes a task that the library starts later.
+/// Gives the library the task record to which a handle refers, and starts a task that the library has made.
 struct TaskAccess {
-  template <typename Operation>
-  static TaskState<void>* make(TaskPriority priority, Isolation&& isolation, Operation&& operation) {
-    return Task<>::make(priority, std::move(isolation), TaskLocalCopies::ofTheCaller,
-                        std::forward<Operation>(operation));
-  }
-  /// Starts a task of `make`.
+  /// Starts a new task.
   static Task<> start(Retained<TaskState<void>> task) noexcept {
     task->start();
     return Task<>(std::move(task));

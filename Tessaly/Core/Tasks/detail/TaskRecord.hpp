@@ -255,6 +255,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// alive during the run. Called after `finish()`. The record may be gone when the call returns. An override notifies
   /// a waiting thread or a task group instead. A task with an override is never marked as done.
   virtual void didComplete() noexcept;
+  /// The number of references, including that of a run. Other threads may change it at any time.
+  [[nodiscard]] std::uint32_t references() const noexcept { return references_.load(std::memory_order_acquire); }
 
  private:
   // The bits of `word_` below the pointer to the newest waiter.

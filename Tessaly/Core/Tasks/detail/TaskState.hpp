@@ -22,11 +22,16 @@ template <typename T>
 class TaskState : public TaskRecord {
  public:
   [[nodiscard]] Outcome<T>& outcome() noexcept { return outcome_; }
+  /// The outcome, for a caller that passes on the task's error.
+  [[nodiscard]] Outcome<T>& read() noexcept {
+    isRead_.store(true, std::memory_order_relaxed);
+    return outcome_;
+  }
 
   /// Moves the result out of the task, or rethrows the task's error. Used for results that cannot be copied. A second
   /// call stops the process.
   T takeOnce() {
-    if (isTaken_.exchange(true, std::memory_order_relaxed)) {
+    if (isRead_.exchange(true, std::memory_order_relaxed)) {
       fatalError("The result of a task was taken twice, and cannot be copied", "Tessaly/Task", __LINE__);
     }
     return outcome_.take();
@@ -48,9 +53,8 @@ class TaskState : public TaskRecord {
   }
 
   Outcome<T> outcome_;
-
- private:
-  std::atomic<bool> isTaken_{false};
+  /// Whether a call of `read()` or `takeOnce()` has passed on the outcome.
+  std::atomic<bool> isRead_{false};
 };
 
 /// A task that owns and runs a closure. The closure may return an `Async` or a plain value.
