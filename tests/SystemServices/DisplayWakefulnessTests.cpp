@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -12,7 +13,10 @@
 
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
+#include "Tessaly/Platform/Testing/ScriptedPower.hpp"
+#include "Tessaly/Platform/Testing/ServeUntil.hpp"
 #include "Tessaly/SystemServices/DisplayWakefulness.hpp"
 
 namespace Tessaly {
@@ -111,6 +115,29 @@ TEST_F(DisplayWakefulnessTest, RefusedRequestIsNotEffective) {
   power_->answer(true);
   const DisplayWakefulness awake("Comparing files");
   EXPECT_FALSE(syncWait([&] { return awake.isEffective(); }));
+}
+
+TEST(ScriptedPowerTest, StateIsReadBesideTheBackgroundThread) {
+  const auto power = std::make_shared<ScriptedPower>();
+  const PowerBackendInstallation installation(power);
+  for (int turn = 0; turn < 100; ++turn) {
+    std::optional<DisplayWakefulness> awake(std::in_place, "Comparing files");
+    ASSERT_TRUE(serveUntil([&] { return power->snapshot().held.size() == 1; }));
+    awake.reset();
+    ASSERT_TRUE(serveUntil([&] { return power->snapshot().held.empty(); }));
+  }
+  EXPECT_EQ(power->snapshot().creations.size(), 100U);
+  EXPECT_EQ(power->snapshot().releases.size(), 100U);
+}
+
+TEST(ServeUntil, RunsJobsOfTheMainQueue) {
+  bool isDone = false;
+  const Task<> task([&] { isDone = true; });
+  EXPECT_TRUE(serveUntil([&] { return isDone; }));
+}
+
+TEST(ServeUntil, ReturnsFalseAfterTheLimit) {
+  EXPECT_FALSE(serveUntil([] { return false; }, std::chrono::nanoseconds(0)));
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 /// A pasteboard in memory that a test can inspect.
 ///
-/// Thread contract: thread-compatible.
+/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
 ///
 ///     const auto pasteboard = std::make_shared<RecordingPasteboard>();
 ///     const PasteboardBackendInstallation installation(pasteboard);

@@ -4,19 +4,24 @@
 #include <utility>
 
 namespace Tessaly::inline v1 {
-namespace {
 
-class ScriptedContext final : public LAContext {
+class ScriptedAuthentication::Context final : public LAContext {
  public:
-  explicit ScriptedContext(ScriptedAuthentication& script) : script_(script) {}
+  explicit Context(ScriptedAuthentication& script) : script_(script) {}
 
   bool canEvaluatePolicy(LAPolicy policy, std::exception_ptr& error) override {
-    script_.possibilities.push_back(policy);
+    {
+      UnfairLock::Guard guard(script_.lock_);
+      script_.possibilities.push_back(policy);
+    }
     if (!script_.canEvaluate) error = script_.obstacle;
     return script_.canEvaluate;
   }
   void evaluatePolicy(LAPolicy policy, std::string localizedReason, Reply reply) override {
-    script_.questions.push_back({policy, std::move(localizedReason)});
+    {
+      UnfairLock::Guard guard(script_.lock_);
+      script_.questions.push_back({policy, std::move(localizedReason)});
+    }
     script_.onEvaluate(std::move(reply));
   }
 
@@ -24,13 +29,19 @@ class ScriptedContext final : public LAContext {
   ScriptedAuthentication& script_;
 };
 
-}  // namespace
-
 ScriptedAuthentication::~ScriptedAuthentication() = default;
 
+ScriptedAuthentication::Snapshot ScriptedAuthentication::snapshot() const {
+  UnfairLock::Guard guard(lock_);
+  return {.contexts = contexts, .possibilities = possibilities, .questions = questions};
+}
+
 std::unique_ptr<LAContext> ScriptedAuthentication::makeContext() {
-  ++contexts;
-  return std::make_unique<ScriptedContext>(*this);
+  {
+    UnfairLock::Guard guard(lock_);
+    ++contexts;
+  }
+  return std::make_unique<Context>(*this);
 }
 
 }  // namespace Tessaly::inline v1

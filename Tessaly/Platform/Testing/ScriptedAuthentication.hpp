@@ -8,13 +8,19 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// An authentication backend whose answers come from a test.
 ///
-/// Thread contract: thread-compatible.
+/// `LocalAuthenticationService` asks whether a policy is possible on a background thread. A test that looks meanwhile
+/// reads `snapshot()`, and waits for it with `serveUntil`.
+///
+/// Thread contract: thread-safe functions, also those of the contexts. The members `contexts`, `possibilities` and
+/// `questions` are for tests that look before and after the questions only. Set the others before the first use.
 ///
 ///     const auto user = std::make_shared<ScriptedAuthentication>();
 ///     user->onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
@@ -28,7 +34,16 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
     friend bool operator==(const Question&, const Question&) = default;
   };
 
+  /// The questions at one instant.
+  struct Snapshot {
+    int contexts = 0;
+    std::vector<LAPolicy> possibilities;
+    std::vector<Question> questions;
+  };
+
   ~ScriptedAuthentication() override;
+  /// A copy of `contexts`, `possibilities` and `questions`, also while other threads ask this backend.
+  [[nodiscard]] Snapshot snapshot() const;
   [[nodiscard]] std::unique_ptr<LAContext> makeContext() override;
 
   bool canEvaluate = true;
@@ -43,6 +58,11 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
   std::vector<LAPolicy> possibilities;
   /// The questions that `evaluatePolicy` asked, in order.
   std::vector<Question> questions;
+
+ private:
+  class Context;
+
+  mutable UnfairLock lock_;
 };
 
 }  // namespace Tessaly::inline v1

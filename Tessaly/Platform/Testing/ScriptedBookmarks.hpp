@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 /// Bookmarks of scripted files, which need not exist on the disk. A test makes, moves and removes these files.
 ///
-/// Thread contract: thread-compatible.
+/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
 ///
 ///     ScriptedBookmarks bookmarks;
 ///     bookmarks.add(URL::fileURLWithPath("/music/song.ogg"));

@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 /// A device whose values a test sets.
 ///
-/// Thread contract: thread-compatible.
+/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
 ///
 ///     const auto device = std::make_shared<ScriptedDevice>();
 ///     device->values["hw.model"] = "Workstation 7";

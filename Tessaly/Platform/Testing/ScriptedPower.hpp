@@ -8,13 +8,19 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// A power backend that a test scripts and inspects.
 ///
-/// Thread contract: thread-compatible.
+/// `DisplayWakefulness` asks the backend on a background thread. A test of such code reads `snapshot()`, and waits for
+/// it with `serveUntil`. `SleepHandler` asks on the caller's thread, so its tests may read the members themselves.
+///
+/// Thread contract: thread-safe functions. The members `held`, `creations` and `releases` are for tests whose
+/// calls all come from one thread. Set the results before the first use.
 ///
 ///     const auto power = std::make_shared<ScriptedPower>();
 ///     const PowerBackendInstallation installation(power);
@@ -30,7 +36,16 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
     friend bool operator==(const Creation&, const Creation&) = default;
   };
 
+  /// The state at one instant.
+  struct Snapshot {
+    std::map<std::uint32_t, Creation> held;
+    std::vector<Creation> creations;
+    std::vector<std::uint32_t> releases;
+  };
+
   ~ScriptedPower() override;
+  /// A copy of `held`, `creations` and `releases`, also while other threads ask this backend.
+  [[nodiscard]] Snapshot snapshot() const;
 
   std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                std::uint32_t& identifier) override;
@@ -51,6 +66,7 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
   std::vector<std::uint32_t> releases;
 
  private:
+  mutable UnfairLock lock_;
   std::uint32_t lastIdentifier_ = 100;
 };
 
