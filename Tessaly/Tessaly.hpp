@@ -66,6 +66,7 @@
 #include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Core/Foundation/CGSize.hpp"
 #include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Core/Foundation/Data+AtomicWrite.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Core/Foundation/DecodingError.hpp"

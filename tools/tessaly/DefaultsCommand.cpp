@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -16,6 +13,7 @@
 
 #include "DefaultsOperations.hpp"
 #include "Interruption.hpp"
+#include "Tessaly/Core/Foundation/Data+AtomicWrite.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
@@ -125,25 +123,6 @@ void withFile(std::string_view verb, std::string_view path, auto body) {
   }
 }
 
-/// Replaces a file when all of it is written; what is no file, a device for example, is written to.
-void replaceFile(std::string_view path, const Data& data) {
-  const std::string target(path);
-  struct stat status{};
-  const bool isThere = ::lstat(target.c_str(), &status) == 0;
-  if (isThere && !S_ISREG(status.st_mode)) return data.write(Tessaly::URL::fileURLWithPath(target));
-  const std::string written = target + ".new-" + std::to_string(::getpid());
-  try {
-    data.write(Tessaly::URL::fileURLWithPath(written));
-    if ((isThere && ::chmod(written.c_str(), status.st_mode & 07777) != 0) ||
-        ::rename(written.c_str(), target.c_str()) != 0) {
-      throw Tessaly::POSIXError::last();
-    }
-  } catch (...) {
-    ::unlink(written.c_str());
-    throw;
-  }
-}
-
 ExitCode exportAll(Arguments arguments) {
   std::vector<std::string_view> words(arguments.begin(), arguments.end());
   const bool isXML = std::erase_if(words, [](std::string_view word) { return word == "--xml" || word == "-xml"; }) > 0;
@@ -155,7 +134,7 @@ ExitCode exportAll(Arguments arguments) {
   if (words.size() < 2 || words[1] == "-") {
     std::cout.write(data.text().data(), static_cast<std::streamsize>(data.size()));
   } else {
-    withFile("write", words[1], [&] { replaceFile(words[1], data); });
+    withFile("write", words[1], [&] { Tessaly::writeAtomically(data, Tessaly::URL::fileURLWithPath(words[1])); });
   }
   return success;
 }
