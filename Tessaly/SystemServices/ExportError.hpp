@@ -2,6 +2,8 @@
 // Component: Tessaly::SystemServices
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 #include "Tessaly/Core/Base/Error.hpp"
@@ -9,7 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A failed export, with its reason.
+/// A failed export, with its reason. After a failed `csv` or `rfc4180CSV`, `errorDescription` contains the whole table:
+/// show and log `illFormedCell` instead.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -20,7 +23,16 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT ExportError final : public Error {
  public:
+  /// A place in a table. Both numbers begin at 0.
+  struct Cell {
+    std::size_t row = 0;
+    std::size_t column = 0;
+    friend bool operator==(const Cell&, const Cell&) = default;
+  };
+
   std::string errorDescription;
+  /// The first cell whose text is not UTF-8. Absent if the export failed for another reason.
+  std::optional<Cell> illFormedCell;
 
   explicit ExportError(std::string description);
   ~ExportError() override;

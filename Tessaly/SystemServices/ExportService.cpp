@@ -130,6 +130,14 @@ bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
   return any != 0;
 }
 
+std::optional<ExportError::Cell> firstIllFormedCell(const Table& table) {
+  for (std::size_t row = 0; row < table.size(); ++row) {
+    const auto cell = std::ranges::find_if_not(table[row], Text::isWellFormed);
+    if (cell != table[row].end()) return ExportError::Cell{row, static_cast<std::size_t>(cell - table[row].begin())};
+  }
+  return std::nullopt;
+}
+
 /// A builder of a text. Short pieces are collected and examined in a block that stays in the processor's cache. So the
 /// text passes through main memory only once.
 class TextWriter {
@@ -176,12 +184,14 @@ class TextWriter {
     return !found;
   }
 
-  /// The text. Throws `ExportError` if it is not UTF-8.
-  Data finish() {
+  /// The text of the table. Throws `ExportError` if it is not UTF-8.
+  Data finish(const Table& table) {
     flush();
     Data data(std::move(bytes_));
     if (!Text::isWellFormed(data.text().substr(std::min(asciiCount_, data.size())))) {
-      throw ExportError(std::string("Unable to build CSV 'Data' from ").append(data.text()));
+      ExportError error(std::string("Unable to build CSV 'Data' from ").append(data.text()));
+      error.illFormedCell = firstIllFormedCell(table);
+      throw error;
     }
     return data;
   }
@@ -321,7 +331,7 @@ Data csv(const Table& from, std::string_view separator, const std::function<void
     }
     if (row + 1 < from.size()) writer.append('\n');
   });
-  return writer.finish();
+  return writer.finish(from);
 }
 
 Data rfc4180CSV(const Table& from, char separator) {
@@ -345,7 +355,7 @@ Data rfc4180CSV(const Table& from, char separator) {
     }
     writer.append(lineEnd);
   });
-  return writer.finish();
+  return writer.finish(from);
 }
 
 namespace Logs {

@@ -24,7 +24,8 @@ using Table = std::vector<std::vector<std::string>>;
 ///
 /// `onProgress` is called on this thread before each cell is written. Its argument is the fraction of the table up to
 /// the end of that cell. The fraction is above 0, and is 1 for the last cell of the last row. With an empty separator,
-/// nothing is escaped. Throws `ExportError` if the result is not UTF-8.
+/// nothing is escaped. Throws `ExportError` if the result is not UTF-8; its `illFormedCell` names the cell.
+/// `Text::sanitized` makes any text, such as a file name, well-formed.
 ///
 /// Thread contract: thread-safe. Needs as much memory as the result. If the first separator inside a cell comes late,
 /// the call briefly needs up to twice this memory.

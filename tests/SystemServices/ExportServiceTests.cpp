@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -83,6 +84,22 @@ Table randomTable(std::mt19937& random) {
     }
   }
   return table;
+}
+
+TEST(ExportServiceCSV, ErrorNamesTheFirstIllFormedCell) {
+  const ExportService::Table table{{"a", "b"}, {}, {"c", "lat\xE4", "\xFF"}};
+  const auto cellOf = [](auto write) {
+    try {
+      write();
+    } catch (const ExportError& error) {
+      return error.illFormedCell;
+    }
+    return std::optional<ExportError::Cell>();
+  };
+  const ExportError::Cell expected{.row = 2, .column = 1};
+  EXPECT_EQ(cellOf([&] { static_cast<void>(ExportService::csv(table, ";")); }), expected);
+  EXPECT_EQ(cellOf([&] { static_cast<void>(ExportService::rfc4180CSV(table)); }), expected);
+  EXPECT_FALSE(ExportError("other").illFormedCell.has_value());
 }
 
 TEST(ExportServiceCSV, JoinsCellsBySeparatorsAndRowsByLineFeeds) {
