@@ -285,5 +285,14 @@ TEST(ScriptedFileManagerTest, ListsScriptedEntries) {
   EXPECT_EQ(files.contentsOfDirectory(URL::fileURLWithPath("/")).at(0).path, "a");
 }
 
+TEST(ScriptedFileManagerTest, LetsWritesAndNewDirectoriesFail) {
+  ScriptedFileManager files;
+  files.writing = [](const Data&, const URL&) { throw POSIXError(ENOSPC); };
+  files.directoryCreation = [](const URL&, IntermediateDirectories) { throw POSIXError(EROFS); };
+  const URL url = URL::fileURLWithPath("/never-written");
+  EXPECT_THROW(files.write(Data("text"), url), POSIXError);
+  EXPECT_THROW(files.createDirectory(url, IntermediateDirectories::created), POSIXError);
+}
+
 }  // namespace
 }  // namespace Tessaly

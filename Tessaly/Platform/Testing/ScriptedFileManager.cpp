@@ -116,10 +116,12 @@ bool ScriptedFileManager::fileExists(const std::string& path) const noexcept {
 
 Data ScriptedFileManager::contents(const URL& file) const { return read ? read(file) : system_.contents(file); }
 
-void ScriptedFileManager::write(const Data& data, const URL& file) { system_.write(data, file); }
+void ScriptedFileManager::write(const Data& data, const URL& file) {
+  return writing ? writing(data, file) : system_.write(data, file);
+}
 
 void ScriptedFileManager::createDirectory(const URL& folder, IntermediateDirectories intermediate) {
-  system_.createDirectory(folder, intermediate);
+  return directoryCreation ? directoryCreation(folder, intermediate) : system_.createDirectory(folder, intermediate);
 }
 
 void ScriptedFileManager::copyItem(const URL& source, const URL& destination) {

@@ -37,6 +37,10 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<std::vector<DirectoryEntry>(const URL&)> list;
   std::function<std::unique_ptr<DirectorySource>(const URL&, DirectoryDepth, std::function<void()> onPossibleChange)>
       directorySource;
+  /// Answers `write`. To let it fail, throw a `POSIXError`.
+  std::function<void(const Data&, const URL&)> writing;
+  /// Answers `createDirectory`.
+  std::function<void(const URL&, IntermediateDirectories)> directoryCreation;
   std::function<void(const URL& source, const URL& destination)> copy;
   std::function<void(const URL& source, const URL& destination)> move;
   std::function<void(const URL&)> remove;
