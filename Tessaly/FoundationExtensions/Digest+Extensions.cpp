@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -27,25 +29,50 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-void readWhole(const URL& file, const std::atomic<bool>& isCancelled,
-               const std::function<void(std::span<const std::uint8_t>)>& onPiece,
-               const std::function<void(double)>& onProgress) {
-  const FileHandle handle = FileManager::default_().openForReading(file);
-  struct stat status{};
-  if (::fstat(handle.fileDescriptor(), &status) != 0) throw POSIXError::last();
-  const auto size = static_cast<double>(status.st_size);
-  std::vector<std::uint8_t> block(std::size_t{256} * 1024);
-  for (double done = 0;;) {
-    if (isCancelled) throw CancellationError();
-    const ssize_t count = ::read(handle.fileDescriptor(), block.data(), block.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw POSIXError::last();
-    if (count == 0) break;
-    onPiece({block.data(), static_cast<std::size_t>(count)});
-    done += static_cast<double>(count);
-    if (onProgress && done < size) onProgress(done / size);
+using OnPiece = std::function<void(std::span<const std::uint8_t>)>;
+
+/// A file that is read in blocks, on threads that may block.
+class BlockReader {
+ public:
+  explicit BlockReader(const URL& file) : handle_(FileManager::default_().openForReading(file)) {
+    struct stat status{};
+    if (::fstat(handle_.fileDescriptor(), &status) != 0) throw POSIXError::last();
+    size_ = static_cast<double>(status.st_size);
   }
-  if (onProgress) onProgress(1);
+
+  /// Reads blocks until at least this part of the size is done. Returns the part that is done, or 1 at the end of the
+  /// file. A file that has grown is read to its end, too.
+  double readTo(double part, const std::atomic<bool>& isCancelled, const OnPiece& onPiece) {
+    for (;;) {
+      if (isCancelled) throw CancellationError();
+      const ssize_t count = ::read(handle_.fileDescriptor(), block_.data(), block_.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) throw POSIXError::last();
+      if (count == 0) return 1;
+      onPiece({block_.data(), static_cast<std::size_t>(count)});
+      done_ += static_cast<double>(count);
+      if (done_ < size_ && done_ >= part * size_) return done_ / size_;
+    }
+  }
+
+ private:
+  FileHandle handle_;
+  double size_ = 0;
+  double done_ = 0;
+  std::vector<std::uint8_t> block_ = std::vector<std::uint8_t>(std::size_t{256} * 1024);
+};
+
+Async<void> readWhole(const URL& file, const std::atomic<bool>& isCancelled, const OnPiece& onPiece,
+                      const std::function<void(double)>& onProgress) {
+  constexpr double step = 0.01;
+  std::optional<BlockReader> reader;
+  for (double done = 0; done < 1;) {
+    done = co_await runBlocking([&] {
+      if (!reader) reader.emplace(file);
+      return reader->readTo(onProgress ? done + step : 1, isCancelled, onPiece);
+    });
+    if (onProgress) onProgress(done);
+  }
 }
 
 }  // namespace
@@ -53,9 +80,8 @@ void readWhole(const URL& file, const std::atomic<bool>& isCancelled,
 Async<void> detail::readInPieces(URL file, std::function<void(std::span<const std::uint8_t>)> onPiece,
                                  std::function<void(double)> onProgress) {
   std::atomic<bool> isCancelled{false};
-  co_await withTaskCancellationHandler(
-      [&] { return runBlocking([&] { readWhole(file, isCancelled, onPiece, onProgress); }); },
-      [&] { isCancelled = true; });
+  co_await withTaskCancellationHandler([&] { return readWhole(file, isCancelled, onPiece, onProgress); },
+                                       [&] { isCancelled = true; });
 }
 
 std::string stringEncoded(const SHA256Digest& digest) { return hexadecimal(digest.bytes); }

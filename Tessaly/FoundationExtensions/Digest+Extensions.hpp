@@ -28,18 +28,20 @@ namespace Insecure {
 }  // namespace Insecure
 
 namespace detail {
-/// Reads a file to its end on a thread that may block, and calls `onPiece` with each block of at most 256 KiB.
+/// Reads a file to its end on threads that may block, and calls `onPiece` there with each block of at most 256 KiB.
+/// Calls `onProgress` in the caller's isolation.
 TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<const std::uint8_t>)> onPiece,
                                         std::function<void(double)> onProgress);
 }  // namespace detail
 
 /// The digest of a file: a `SHA256Digest`, a `SHA512Digest` or an `Insecure::MD5Digest`. Reads the file to its end in
-/// blocks of at most 256 KiB, on a thread that may block.
+/// blocks of at most 256 KiB, on threads that may block.
 ///
-/// After each block, `onProgress` is called on that thread with the fraction that is done, if the fraction is below 1.
-/// The last call passes 1. Throws `POSIXError` if the file cannot be read or this system lacks libcrypto (`ELIBACC`),
-/// and `URLError` if the URL is not a file URL. Throws `CancellationError` at most one block after the task was
-/// cancelled.
+/// `onProgress` is called in the caller's isolation with the fraction that is done, after each 1 % of the file or each
+/// block, whichever is more. The last call passes 1. In a task of an `OwnedTasks` it may use the members of the owner,
+/// because it is never called after the owner's end. Reading waits for the call. Throws `POSIXError` if the file cannot
+/// be read or this system lacks libcrypto (`ELIBACC`), and `URLError` if the URL is not a file URL. Throws
+/// `CancellationError` at most one block after the task was cancelled.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Concurrency/OwnedTasks.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
+#include "Tessaly/Platform/Testing/ServeUntil.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
@@ -73,6 +78,39 @@ TEST_F(DigestOfAFile, ProgressRisesToOne) {
   std::vector<double> parts;
   syncWait([&] { return digestOfFile<SHA256Digest>(file, [&](double part) { parts.push_back(part); }); });
   EXPECT_EQ(parts, (std::vector<double>{0.262144, 0.524288, 0.786432, 1}));
+}
+
+TEST_F(DigestOfAFile, ProgressComesAtMostForEachHundredth) {
+  const URL file = put(std::string(60'000'000, 'x'));
+  std::vector<double> parts;
+  syncWait([&] { return digestOfFile<SHA256Digest>(file, [&](double part) { parts.push_back(part); }); });
+  EXPECT_GT(parts.size(), 50U);
+  EXPECT_LE(parts.size(), 101U);
+  EXPECT_TRUE(std::ranges::is_sorted(parts));
+  EXPECT_EQ(parts.back(), 1);
+}
+
+TEST_F(DigestOfAFile, ProgressUsesTheOwnerOnlyWhileItLives) {
+  struct Window {
+    void hash(const URL& file) {
+      tasks.add([this, file]() -> Async<void> {
+        co_await digestOfFile<SHA256Digest>(file, [this](double part) {
+          EXPECT_TRUE(MainQueue::isMainThread());
+          progress.push_back(part);
+        });
+      });
+    }
+
+    std::vector<double> progress;
+    OwnedTasks tasks;
+  };
+  const URL file = put(std::string(20'000'000, 'x'));
+  auto window = std::make_unique<Window>();
+  window->hash(file);
+  EXPECT_TRUE(serveUntil([&] { return window->progress.size() >= 2; }));
+  window.reset();  // The sanitizer would report a later call.
+  syncWait([&] { return digestOfFile<SHA256Digest>(file); });
+  MainQueue::drain();
 }
 
 TEST_F(DigestOfAFile, CancellationStopsReading) {

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <atomic>
-
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
 
 namespace Tessaly {
 
-Async<void> showDigest(URL file, std::atomic<double>& progress) {
+Async<void> showDigest(URL file, double& progress) {
   const auto digest = co_await digestOfFile<SHA256Digest>(file, [&](double part) { progress = part; });
 }
 
