@@ -36,7 +36,9 @@ class FieldMark {
       field->style()->unpolish(field);
       field->style()->polish(field);
     }
-    if (tooltip) field->setToolTip(*tooltip);
+    if (!tooltip) return;
+    if (QToolTip::isVisible() && QToolTip::text() == field->toolTip()) QToolTip::hideText();
+    field->setToolTip(*tooltip);
   }
 
   /// Shows the tooltip at once, below the field.

@@ -488,6 +488,19 @@ TEST_F(QtField, PropertyColourAndTooltipShowTheWorth) {
   EXPECT_EQ(marks(), std::tuple("acceptable", true, "own"));
 }
 
+TEST_F(QtField, ReasonOfACorrectionVanishesWithANewObject) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  type("1");
+  press({"Return"});
+  ASSERT_TRUE(QToolTip::isVisible());
+  policy().setObjectValue(50);
+  EXPECT_TRUE(Tests::waitUntil([] {
+    QApplication::processEvents();
+    return !QToolTip::isVisible();
+  }));
+}
+
 TEST_F(QtField, ReasonThatLooksLikeHTMLIsShownAsItIs) {
   checking_ = FieldChecking::atTheEnd;
   police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
