@@ -111,7 +111,7 @@ Async<void> Desk::saved(URL file, Contents contents) {
         saving_, [file, contents]() -> Async<void> { FileManager::default_().write(co_await contents(), file); });
     notice_ = text(Word::saved) + (": " + file.lastPathComponent());
   } catch (const Error& error) {
-    log().error("Cannot save %s: %{public}s", file.lastPathComponent(), error.localizedDescription());
+    log().error("Cannot save %s: %s", file.lastPathComponent(), error.localizedDescription());
     notice_ = error.localizedDescription();  // Such as a full disk, or no service that asks the user.
   }
 }

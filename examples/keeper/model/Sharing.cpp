@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 
@@ -13,7 +14,8 @@ using namespace Tessaly;
 Data table(const Files& files) {
   ExportService::Table rows{{"Name", "Size", "Modified"}};
   for (const auto& file : files) {
-    rows.push_back({file->name, std::to_string(file->attributes.size),
+    // The name of a file may be no UTF-8, a table is.
+    rows.push_back({Text::sanitized(file->name), std::to_string(file->attributes.size),
                     FormattingService::Date::iso8601(file->attributes.modified)});
   }
   return ExportService::rfc4180CSV(rows);
