@@ -39,12 +39,15 @@ detail::OwnedDescriptor opened(const std::string& path, int flags) {
   return descriptor;
 }
 
-/// Writes a new file. A volume that cannot flush a file refuses with `EINVAL`.
+/// Writes a new file. A volume that cannot flush a file refuses with `EINVAL`, and volumes with fixed modes keep
+/// theirs.
 void writeFlushed(const Data& data, const std::string& path, std::optional<mode_t> mode) {
   detail::OwnedDescriptor file = opened(path, O_WRONLY | O_CREAT | O_EXCL);
   const auto bytes = data.bytes();
   if (const int error = detail::writeFull(file.get(), bytes.data(), bytes.size()).error) throw POSIXError(error);
-  if (mode && ::fchmod(file.get(), *mode) != 0) throw POSIXError::last();
+  if (mode && ::fchmod(file.get(), *mode) != 0 && errno != EPERM && errno != ENOTSUP && errno != ENOSYS) {
+    throw POSIXError::last();
+  }
   if (::fsync(file.get()) != 0 && errno != EINVAL) throw POSIXError::last();
   if (const int error = detail::closeReporting(std::move(file))) throw POSIXError(error);
 }

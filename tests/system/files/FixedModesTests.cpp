@@ -7,6 +7,7 @@
 #include <fstream>
 #include <string>
 
+#include "Tessaly/Core/Foundation/Data+AtomicWrite.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "tests/Support/ContentsOf.hpp"
@@ -44,6 +45,12 @@ TEST_F(FixedModes, MovesFromAnotherVolumeRemoveTheSource) {
   files_.moveItem(from("from"), ours("moved"));
   EXPECT_EQ(Tests::contentsOf(volume_.theirs("moved/inner/file")), "text");
   EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/from"));
+}
+
+TEST_F(FixedModes, FileIsReplacedAtomically) {
+  std::ofstream(volume_.theirs("file")) << "old";
+  writeAtomically(Data(std::string_view("new")), ours("file"));
+  EXPECT_EQ(Tests::contentsOf(volume_.theirs("file")), "new");
 }
 
 TEST_F(FixedModes, UnmarkedFileMayBeUnmarked) {
