@@ -96,15 +96,26 @@ ExitCode run(Arguments arguments) {
   if (std::ranges::find(toolkits, toolkit) == toolkits.end()) {
     throw UsageError("\"" + std::string(toolkit) + "\" is no toolkit: use gtk, qt or none");
   }
-  if (!isName(name)) throw UsageError("\"" + name + "\" is no name of an application");
+  if (!isName(name))
+    throw UsageError("\"" + name +
+                     "\" is no name of an application: use letters, digits, '-' and '_', and a letter in front");
   if (fs::exists(fs::symlink_status(directory))) throw CommandError(directory.string() + " is there already");
   make(directory, name, toolkit);
   const std::string sources = quotedForShell(directory.string());
   const std::string build = quotedForShell((directory / "build").string());
+  // The compiler of this program serves its applications, too. Debian 12 has a g++ that does not.
+#ifdef __clang__
+  const std::string clang = "clang++-" + std::to_string(__clang_major__);
+  const std::string forMake = " CXX=" + clang;
+  const std::string forCMake = " -DCMAKE_CXX_COMPILER=" + clang;
+#else
+  const std::string forMake;
+  const std::string forCMake;
+#endif
   if (toolkit == "none") {
-    std::cout << "make -C " << sources << " && " << quotedForShell((directory / name).string()) << '\n';
+    std::cout << "make -C " << sources << forMake << " && " << quotedForShell((directory / name).string()) << '\n';
   }
-  std::cout << "cmake -G Ninja -S " << sources << " -B " << build << " && cmake --build " << build << " && "
+  std::cout << "cmake -G Ninja -S " << sources << " -B " << build << forCMake << " && cmake --build " << build << " && "
             << quotedForShell((directory / "build" / name).string()) << '\n';
   return success;
 }

@@ -17,6 +17,16 @@ namespace {
 using Tessaly::Tests::contentsOf;
 using Tessaly::Tests::outputOf;
 
+// The compiler that the printed commands choose: that of the program, unless it is the system's own.
+#ifdef __clang__
+const std::string clang = "clang++-" + std::to_string(__clang_major__);
+const std::string forMake = " CXX=" + clang;
+const std::string forCMake = " -DCMAKE_CXX_COMPILER=" + clang;
+#else
+const std::string forMake;
+const std::string forCMake;
+#endif
+
 class NewCommand : public ::testing::Test {
  protected:
   [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
@@ -33,9 +43,8 @@ class NewCommand : public ::testing::Test {
 };
 
 TEST_F(NewCommand, WritesTheTemplateUnderTheNewName) {
-  EXPECT_EQ(run("my-app"),
-            "make -C my-app && my-app/my-app\n"
-            "cmake -G Ninja -S my-app -B my-app/build && cmake --build my-app/build && my-app/build/my-app\n(0)\n");
+  EXPECT_EQ(run("my-app"), "make -C my-app" + forMake + " && my-app/my-app\ncmake -G Ninja -S my-app -B my-app/build" +
+                               forCMake + " && cmake --build my-app/build && my-app/build/my-app\n(0)\n");
   EXPECT_EQ(in("ls my-app"), in("ls " TESSALY_TEMPLATE));
   EXPECT_EQ(in("grep -rl first-hour my-app"), "");
   EXPECT_EQ(in("sed s/first-hour/my-app/g " TESSALY_TEMPLATE "/CMakeLists.txt | diff - my-app/CMakeLists.txt"), "");
@@ -59,8 +68,10 @@ TEST_F(NewCommand, NamesTheApplicationByTheLastNameOfThePath) {
 TEST_F(NewCommand, PrintedCommandsQuoteThePath) {
   static_cast<void>(in("mkdir \"it's my directory\""));
   const std::string made = run("\"it's my directory/app\"");
-  EXPECT_EQ(made.find("make -C 'it'\\''s my directory/app' && 'it'\\''s my directory/app/app'\n"), 0u) << made;
-  EXPECT_NE(made.find("\ncmake -G Ninja -S 'it'\\''s my directory/app' -B 'it'\\''s my directory/app/build' &&"),
+  EXPECT_EQ(made.find("make -C 'it'\\''s my directory/app'" + forMake + " && 'it'\\''s my directory/app/app'\n"), 0u)
+      << made;
+  EXPECT_NE(made.find("\ncmake -G Ninja -S 'it'\\''s my directory/app' -B 'it'\\''s my directory/app/build'" +
+                      forCMake + " &&"),
             std::string::npos)
       << made;
   const std::string word =
@@ -76,7 +87,10 @@ TEST_F(NewCommand, RefusesWrongUsage) {
   EXPECT_EQ(run("a --toolkit=tk"), "tessaly new: \"tk\" is no toolkit: use gtk, qt or none" + advice);
   EXPECT_EQ(run("a --kit=gtk"), "tessaly new: There is no option --kit=gtk" + advice);
   for (const char* name : {"2a", "a.b", "-- -a", "ä", ".", "..", "/", "'a b'", "''"}) {
-    EXPECT_NE(run(name).find("is no name of an application" + advice), std::string::npos) << name;
+    EXPECT_NE(run(name).find("is no name of an application: use letters, digits, '-' and '_', and a letter in front" +
+                             advice),
+              std::string::npos)
+        << name;
   }
   EXPECT_EQ(in("ls"), "");
 }
