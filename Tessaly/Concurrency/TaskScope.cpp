@@ -27,7 +27,7 @@ TaskScope::~TaskScope() {
   do {
     wait();
     // The destructor of a task's error may add a task, too.
-    static_cast<void>(detail::takeFinished(tasks_));
+    for (const Task<>& task : detail::takeFinished(tasks_)) detail::reportUnreadError(task);
   } while (!tasks_.empty());
 }
 

@@ -55,8 +55,8 @@ class TaskScope {
 
   /// Starts a task, which is cancelled at once if the scope is being destroyed. The operation must not return a result,
   /// but may write to variables that outlive the scope. An exception of the operation reaches the tasks that await
-  /// `value()` of the returned `Task<>`. Without such a task, the exception leaves one log record of type `error`, at
-  /// the latest at the end of the scope. A `CancellationError` leaves none.
+  /// `value()` of the returned `Task<>`. If none has received it before the end of the scope, the exception leaves one
+  /// log record of type `error`, unless it is a `CancellationError`.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {

@@ -79,6 +79,17 @@ TEST_F(ReportedTask, FailureDuringTheEndOfAScopeIsLogged) {
   EXPECT_EQ(arguments(), failure_);
 }
 
+TEST_F(ReportedTask, HandleThatOutlivesItsScopeDelaysNoRecord) {
+  std::optional<Task<>> handle;
+  {
+    TaskScope scope;
+    handle = scope.add([] { return fail(); });
+  }
+  EXPECT_EQ(arguments(), failure_);
+  handle.reset();
+  EXPECT_EQ(log_->records().size(), 1U);
+}
+
 TEST_F(ReportedTask, AwaitedFailureIsNotLogged) {
   OwnedTasks tasks;
   TaskScope scope;

@@ -48,9 +48,8 @@ void ReportedTask::didComplete() noexcept {
 }
 
 void ReportedTask::reportUnreadError() noexcept {
-  // No other thread has a handle now.
-  if (isRead_.load(std::memory_order_relaxed)) return;
-  isRead_.store(true, std::memory_order_relaxed);
+  // The outcome does not change any more. The flag only decides who reports.
+  if (isRead_.exchange(true, std::memory_order_relaxed)) return;
   try {
     outcome_.get();
   } catch (const CancellationError&) {

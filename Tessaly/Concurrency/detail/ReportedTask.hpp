@@ -10,17 +10,23 @@
 namespace Tessaly::inline v1::detail {
 
 /// A task of a list that the host does not see. If the task fails, and no other task has received the error by
-/// `value()`, it writes one log record: at its end if only the list refers to it then, else with its last handle. A
-/// `CancellationError` is not reported.
+/// `value()`, it writes one log record: at its end if only the list refers to it then, else with its last handle, or
+/// when the owner of the list asks for it. A `CancellationError` is not reported.
 class TESSALY_EXPORT ReportedTask : public TaskState<void> {
+ public:
+  /// Called when no other task is expected to receive the error.
+  void reportUnreadError() noexcept;
+
  protected:
   using TaskState::TaskState;
   ~ReportedTask() override;
   void didComplete() noexcept override;
-
- private:
-  void reportUnreadError() noexcept;
 };
+
+/// The same for a finished task of `makeReportedTask`. The thread that ran the task may still refer to it.
+inline void reportUnreadError(const Task<>& task) noexcept {
+  static_cast<ReportedTask&>(TaskAccess::record(task)).reportUnreadError();
+}
 
 /// Makes a reported task, which inherits the caller's task-locals and has not started.
 template <typename Operation>

@@ -348,7 +348,7 @@ TEST_F(KeeperTest, TableQuotesWhatSpreadsheetsNeed) {
 TEST_F(KeeperTest, TableShowsNamesThatAreNotUTF8) {
   write("\xFF.txt", "12");
   const auto shelf = shelfIn("en");
-  waitUntil([&] { return shelf->listing.value()->files.size() == 1; });
+  waitUntil([&] { return shelf->listing.value() != nullptr && shelf->listing.value()->files.size() == 1; });
   const std::string text(table(shelf->listing.value()->files).text());
   EXPECT_TRUE(text.starts_with("Name,Size,Modified\r\n\uFFFD.txt,2,")) << text;
 }
