@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 ///     try {
 ///       Data table = ExportService::csv(rows, ";");
 ///     } catch (const ExportError& error) {
-///       std::cerr << error.localizedDescription() << '\n';
+///       if (error.illFormedCell) std::cerr << "Row " << error.illFormedCell->row << " is not UTF-8\n";
 ///     }
 class TESSALY_EXPORT ExportError final : public Error {
  public:

@@ -11,7 +11,7 @@ void showExportError(const ExportService::Table& rows) {
   try {
     Data table = ExportService::csv(rows, ";");
   } catch (const ExportError& error) {
-    std::cerr << error.localizedDescription() << '\n';
+    if (error.illFormedCell) std::cerr << "Row " << error.illFormedCell->row << " is not UTF-8\n";
   }
 }
 
