@@ -8,12 +8,14 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Testing/ScriptedAuthentication.hpp"
+#include "Tessaly/Platform/Testing/ServeUntil.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
 #include "tests/Support/LeftSuspended.hpp"
 #include "tests/Support/Repetitions.hpp"
@@ -44,6 +46,18 @@ TEST_F(LocalAuthenticationServiceTest, ReturnsWhenTheUserAuthenticated) {
   EXPECT_EQ(evaluate(), std::nullopt);
   EXPECT_EQ(user_->possibilities, (std::vector{policy}));
   EXPECT_EQ(user_->questions, (std::vector<ScriptedAuthentication::Question>{{policy, "Show the passwords"}}));
+}
+
+TEST_F(LocalAuthenticationServiceTest, StandInIsReadWhileAnotherThreadAsks) {
+  Task<> task({.isolation = Isolation()}, []() -> Async<void> {
+    for (int call = 0; call < 100; ++call) co_await LocalAuthenticationService::evaluatePolicy(policy, "Again");
+  });
+  EXPECT_TRUE(serveUntil([&] { return user_->snapshot().questions.size() == 100; }));
+  const ScriptedAuthentication::Snapshot seen = user_->snapshot();
+  EXPECT_EQ(seen.contexts, 100);
+  EXPECT_EQ(seen.possibilities, std::vector(100, policy));
+  EXPECT_EQ(seen.questions.back(), (ScriptedAuthentication::Question{policy, "Again"}));
+  syncWait([&] { return task.value(); });
 }
 
 TEST_F(LocalAuthenticationServiceTest, MakesAContextForEachCall) {

@@ -14,9 +14,9 @@ namespace Tessaly::inline v1 {
 /// work takes.
 ///
 /// On the main thread the function runs the jobs of the main queue meanwhile, as `MainQueue::drain()` does. It calls
-/// the condition on the caller's thread, at least once and then about every 0.2 ms. The condition must read only state
-/// that other threads may change meanwhile, such as a `snapshot()`. The nearest facilities are `syncWait`, for the end
-/// of a task, and `ManualClock::waitForTimers`.
+/// the condition on the caller's thread, at least once and then about every 0.2 ms. The condition reads what other
+/// threads change in a safe way, such as by `snapshot()`. The nearest facilities are `syncWait`, for the end of a task,
+/// and `ManualClock::waitForTimers`.
 ///
 /// Thread contract: thread-safe. Throws the exceptions of the condition.
 ///
