@@ -38,7 +38,10 @@ class MockService {
   /// The reason why it does not run. Empty if it runs.
   [[nodiscard]] const std::string& reason() const { return reason_; }
   Process& process() { return process_; }
-  void stop() { process_.end(); }
+  void stop() {
+    process_.end();
+    if (!bus_.noticesEndOf(name_)) reason_ = "the bus still knows " + name_;
+  }
 
   void start() {
     // The mock chooses its bus by a switch, and the environment gives the address of that bus.

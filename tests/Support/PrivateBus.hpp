@@ -71,6 +71,10 @@ class PrivateBus {
     return status;
   }
   [[nodiscard]] bool hasOwner(const std::string& name) const { return busctl({"status", name}) == 0; }
+  /// Waits until the bus knows that a service has ended. Until then the bus passes calls to it, which get no answer.
+  [[nodiscard]] bool noticesEndOf(const std::string& name) const {
+    return waitUntil([&] { return !hasOwner(name); });
+  }
 
  private:
   TemporaryFolder folder_;

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -59,9 +58,9 @@ void DocumentPortal::start(const std::string& runtime) {
     reason_ = "xdg-document-portal cannot mount its file system: " + contentsOf(log);
 }
 
-void DocumentPortal::stop() {
-  process_.signal(SIGTERM);
-  process_.waitStatus();
+void DocumentPortal::stop(int signal) {
+  process_.signal(signal);
+  if (!waitUntil([this] { return !isMounted(); }) || !bus_.noticesEndOf(name)) reason_ = "the portal does not end";
 }
 
 void DocumentPortal::letTheBusStartIt() const {
@@ -88,7 +87,15 @@ std::string DocumentPortal::grant(const std::string& path, Lifetime lifetime) co
   sd_bus_message_unref(reply);
   sd_bus_flush_close_unref(bus);
   ::close(file);
-  return result;
+  return lifetime == Lifetime::persistent && !isSaved(result) ? "" : result;
+}
+
+bool DocumentPortal::isSaved(const std::string& identifier) const {
+  // The portal does not wait for the permission store, whose file it reads when it starts again. The store writes in
+  // the order of the calls, and answers this one after its write.
+  constexpr const char* store = "org.freedesktop.impl.portal.PermissionStore";
+  return bus_.busctl({"call", store, "/org/freedesktop/impl/portal/PermissionStore", store, "SetPermission", "sbssas",
+                      "documents", "true", identifier, "org.example.other", "1", "read"}) == 0;
 }
 
 bool DocumentPortal::remove(const std::string& identifier) const {

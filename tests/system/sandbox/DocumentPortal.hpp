@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -29,12 +30,12 @@ class DocumentPortal {
   [[nodiscard]] std::string directory() const { return runtime_ + "/doc"; }
   /// The directory in which the file system is mounted.
   [[nodiscard]] const std::string& runtime() const { return runtime_; }
-  Process& process() { return process_; }
 
   /// Starts the portal, which mounts its file system in this directory.
   void start(const std::string& runtime);
-  /// Ends the portal in order. It unmounts its file system.
-  void stop();
+  /// Ends the portal, and waits until its file system and its name on the bus are gone. With SIGTERM the portal
+  /// unmounts its file system.
+  void stop(int signal = SIGTERM);
   /// Lets the bus start the portal when a program asks for it.
   void letTheBusStartIt() const;
   /// Whether the file system answers in this process.
@@ -51,6 +52,8 @@ class DocumentPortal {
   [[nodiscard]] std::string inApplication(const std::function<std::string()>& body) const;
 
  private:
+  [[nodiscard]] bool isSaved(const std::string& identifier) const;
+
   const PrivateBus& bus_;
   std::string runtime_;
   Process permissions_;

@@ -16,7 +16,6 @@
 #include "tests/Support/MockService.hpp"
 #include "tests/Support/PrivateBus.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
-#include "tests/Support/WaitUntil.hpp"
 #include "tests/system/sandbox/DocumentPortal.hpp"
 #include "tests/system/sandbox/SandboxRoot.hpp"
 
@@ -190,9 +189,8 @@ TEST_F(SandboxedBookmarks, FileSystemOfAPortalThatHasEndedIsNotMounted) {
   const Data token = made(identifier + "/a");
   portal_.letTheBusStartIt();
   EXPECT_EQ(portal_.inApplication([&]() -> std::string {
-    portal_.process().signal(SIGKILL);
-    if (!Tests::waitUntil([this] { return !portal_.isMounted(); })) return "the portal does not end";
-    return resolved(token);
+    portal_.stop(SIGKILL);
+    return portal_.reason().empty() ? resolved(token) : portal_.reason();
   }),
             textOf(DocumentFailure::notMounted));
 }
