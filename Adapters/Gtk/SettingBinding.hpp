@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
@@ -23,11 +24,11 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Shows a setting in a widget, and stores the value that a person chooses in the widget. A handler of the host may
-/// release the widget during `show`, but GTK still uses the widget after the handlers. So a reference keeps the widget
-/// alive until `show` returns.
+/// Connects a setting with a widget, which stores the value that a person chooses in the widget. The caller starts the
+/// result, which then shows the setting. A handler of the host may release the widget during `show`, but GTK still uses
+/// the widget after the handlers. So a reference keeps the widget alive until `show` returns.
 template <typename Widget, typename Value, typename Read, typename Show>
-void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
+auto connectBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
   auto keep = [widget, show = std::move(show)](const Value& value) {
     g_object_ref(widget);
     show(value);
@@ -43,20 +44,19 @@ void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Re
   };
   bound->retain();
   g_object_weak_ref(G_OBJECT(widget), end, bound.get());
-  bound->start();
+  return bound;
 }
 
-/// Binds a Boolean setting to a widget with the Boolean property "active", as `bindBothWays` does.
+/// Binds a Boolean setting to a widget with the Boolean property "active".
 template <typename Widget>
 void bindActive(Widget* widget, Default<bool> setting) {
-  bindBothWays(
-      widget, "notify::active", std::move(setting),
-      [widget] {
-        gboolean isActive = FALSE;
-        g_object_get(widget, "active", &isActive, nullptr);
-        return isActive != FALSE;
-      },
-      [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); });
+  const auto read = [widget](bool) {
+    gboolean isActive = FALSE;
+    g_object_get(widget, "active", &isActive, nullptr);
+    return isActive != FALSE;
+  };
+  const auto show = [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); };
+  connectBothWays(widget, "notify::active", std::move(setting), read, show)->start();
 }
 
 /// The types of settings for a widget that holds a number.
@@ -69,6 +69,40 @@ Value numberForSetting(double value) {
   if constexpr (std::same_as<Value, double>) return value;
   using Limits = std::numeric_limits<int>;
   return static_cast<Value>(std::clamp(std::round(value), double{Limits::min()}, double{Limits::max()}));
+}
+
+/// GTK's functions of a widget with a range.
+template <typename Widget>
+struct RangeFunctions {
+  GtkAdjustment* (*adjustment)(Widget*);
+  void (*setRange)(Widget*, double, double);
+  double (*value)(Widget*);
+  void (*setValue)(Widget*, double);
+};
+
+/// Binds a setting of a number to a widget, which gets the range of the key.
+template <typename Widget, WidgetNumber Value>
+void bindInRange(Widget* widget, Default<Value> setting, const RangeFunctions<Widget>& gtk) {
+  const auto lowest = setting.key().lowestValue();
+  const auto highest = setting.key().highestValue();
+  const auto read = [widget, gtk](Value value) {
+    GtkAdjustment* const range = gtk.adjustment(widget);
+    const double last = gtk_adjustment_get_upper(range) - gtk_adjustment_get_page_size(range);
+    const auto chosen = chosenInRange<double>(gtk.value(widget), value, gtk_adjustment_get_lower(range), last);
+    return chosen ? std::optional(numberForSetting<Value>(*chosen)) : std::nullopt;
+  };
+  const auto bound = connectBothWays(widget, "value-changed", std::move(setting), read,
+                                     [widget, gtk](Value value) { gtk.setValue(widget, value); });
+  using Bound = std::remove_cvref_t<decltype(*bound)>;
+  constexpr auto show = +[](GtkAdjustment*, gpointer self) { static_cast<Bound*>(self)->show(); };
+  constexpr auto release = +[](gpointer self, GClosure*) { static_cast<Bound*>(self)->release(); };
+  bound->retain();  // The adjustment may outlive the widget.
+  g_signal_connect_data(gtk.adjustment(widget), "changed", G_CALLBACK(show), bound.get(), release, GConnectFlags{});
+  g_object_ref(widget);
+  bound->startAfter([&] {
+    if (lowest && highest) gtk.setRange(widget, *lowest, *highest);
+  });
+  g_object_unref(widget);
 }
 
 /// The hook of a field, and the observation of the field's setting.
@@ -102,35 +136,34 @@ inline void bind(GtkSwitch* button, Default<bool> setting) { detail::bindActive(
 /// Binds a setting to a toggle button. In all other respects the call is like the overload for `GtkCheckButton`.
 inline void bind(GtkToggleButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
 /// Binds a setting to a scale, or to another `GtkRange`. The setting is a `double` or an `int`. An `int` gets the
-/// nearest integer, and the range then shows that integer. In all other respects the call is like the overload for
-/// `GtkCheckButton`.
+/// nearest integer, and the range then shows that integer. The adjustment gets the range of the key (`within`). The
+/// host may change its range afterwards: the widget then shows the value of the range that is nearest to the setting,
+/// and the setting keeps its value. The host must not replace the adjustment. In all other respects the call is like
+/// the overload for `GtkCheckButton`.
 template <detail::WidgetNumber Value>
 void bind(GtkRange* range, Default<Value> setting) {
-  detail::bindBothWays(
-      range, "value-changed", std::move(setting),
-      [range] { return detail::numberForSetting<Value>(gtk_range_get_value(range)); },
-      [range](Value value) { gtk_range_set_value(range, value); });
+  detail::bindInRange<GtkRange>(
+      range, std::move(setting),
+      {gtk_range_get_adjustment, gtk_range_set_range, gtk_range_get_value, gtk_range_set_value});
 }
-/// Binds a setting to a spin button. The setting is a `double` or an `int`, as for `GtkRange`. The button stores a
-/// typed number when its editing ends. A change of the setting by other code replaces an unfinished edit. In all other
-/// respects the call is like the overload for `GtkCheckButton`.
+/// Binds a setting to a spin button, which stores a typed number when its editing ends. A change of the setting by
+/// other code replaces an unfinished edit. In all other respects the call is like the overload for `GtkRange`.
 ///
 /// A spin button writes its own text, so it cannot have a formatter. For a suffix, connect its "output" and "input"
 /// signals, or use a `GtkEntry` with a formatter.
 template <detail::WidgetNumber Value>
 void bind(GtkSpinButton* button, Default<Value> setting) {
-  detail::bindBothWays(
-      button, "value-changed", std::move(setting),
-      [button] { return detail::numberForSetting<Value>(gtk_spin_button_get_value(button)); },
-      [button](Value value) { gtk_spin_button_set_value(button, value); });
+  detail::bindInRange<GtkSpinButton>(button, std::move(setting),
+                                     {gtk_spin_button_get_adjustment, gtk_spin_button_set_range,
+                                      gtk_spin_button_get_value, gtk_spin_button_set_value});
 }
 /// Binds a setting to the chosen text of a drop-down list. The model of the list must be a `GtkStringList`. If the list
 /// does not contain the stored text, no text is chosen. In all other respects the call is like the overload for
 /// `GtkCheckButton`.
 inline void bind(GtkDropDown* list, Default<std::string> setting) {
-  detail::bindBothWays(
-      list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
-      [list](const std::string& text) { detail::chooseText(list, text); });
+  const auto read = [list](const std::string&) { return detail::chosenText(list); };
+  const auto show = [list](const std::string& text) { detail::chooseText(list, text); };
+  detail::connectBothWays(list, "notify::selected", std::move(setting), read, show)->start();
 }
 /// Binds a setting to a field with a formatter, for the life of the field. The field must not be a `GtkSpinButton`,
 /// which stops the process. The rule of the key judges the objects of the field, so no forbidden value is stored. After

@@ -17,6 +17,7 @@
 
 class QAbstractButton;
 class QAbstractSlider;
+class QAction;
 class QComboBox;
 class QDoubleSpinBox;
 class QLineEdit;
@@ -31,24 +32,45 @@ namespace detail {
 template <typename Field>
 struct SettingConnection;  // Defined in Adapters/detail/SettingOfField.hpp.
 
-/// Shows a setting in a widget, and stores the value that a person chooses in the widget.
+/// Connects a setting with a widget, which stores the value that a person chooses in the widget. The caller starts the
+/// result, which then shows the setting.
 template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
-void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
+auto connectBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
   using Bound = BothWays<Value, Read, Show>;
   const auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(show)));
   QObject::connect(widget, signal, widget, [bound] { bound->store(); });
   QObject::connect(widget, &QObject::destroyed, [state = bound->state()] { state->cancel(); });
-  bound->start();
+  return bound;
 }
 
-/// Binds a setting to a spin box of integers or of reals. With keyboard tracking, the box would report each typed
-/// digit, and the binding would rewrite the half-typed text.
-template <typename Box, typename Value>
-void bindSpinBox(Box* box, Default<Value> setting) {
-  box->setKeyboardTracking(false);
-  bindBothWays(
-      box, &Box::valueChanged, std::move(setting), [box] { return box->value(); },
-      [box](Value value) { box->setValue(value); });
+/// Binds a Boolean setting to an object that can be checked.
+template <typename Checkable>
+void bindCheckable(Checkable* object, Default<bool> setting) {
+  const auto read = [object](bool) { return object->isChecked(); };
+  const auto show = [object](bool isChecked) { object->setChecked(isChecked); };
+  connectBothWays(object, &Checkable::toggled, std::move(setting), read, show)->start();
+}
+
+/// Binds a setting of a number to a widget, which gets the range of the key.
+template <typename Widget, typename Value, typename Read>
+void bindInRange(Widget* widget, Default<Value> setting, Read read) {
+  const auto lowest = setting.key().lowestValue();
+  const auto highest = setting.key().highestValue();
+  const auto bound = connectBothWays(widget, &Widget::valueChanged, std::move(setting), std::move(read),
+                                     [widget](Value value) { widget->setValue(value); });
+  if constexpr (requires { &Widget::rangeChanged; }) {
+    QObject::connect(widget, &Widget::rangeChanged, widget, [bound] { bound->show(); });
+  }
+  bound->startAfter([&] {
+    if (lowest && highest) widget->setRange(*lowest, *highest);
+  });
+}
+/// Binds a setting to a widget with a range of integers.
+template <typename Widget>
+void bindInRange(Widget* widget, Default<int> setting) {
+  bindInRange(widget, std::move(setting), [widget](int value) {
+    return chosenInRange(widget->value(), value, widget->minimum(), widget->maximum());
+  });
 }
 
 }  // namespace detail
@@ -80,39 +102,50 @@ class FormatterValidator;
 ///     Qt6::bind(lineEdit, interval, Default<int>(intervalKey));
 template <typename Button = QAbstractButton>
 void bind(std::type_identity_t<Button>* button, Default<bool> setting) {
-  detail::bindBothWays(
-      button, &Button::toggled, std::move(setting), [button] { return button->isChecked(); },
-      [button](bool isChecked) { button->setChecked(isChecked); });
+  detail::bindCheckable(button, std::move(setting));
 }
-/// Binds a setting to a slider, a dial or a scroll bar. In all other respects the call is like the overload for
-/// `QAbstractButton`.
+/// Binds a setting to an action that can be checked. In all other respects the call is like the overload for
+/// `QAbstractButton`, from which the second template parameter distinguishes it.
+template <typename Action = QAction, typename = void>
+void bind(std::type_identity_t<Action>* action, Default<bool> setting) {
+  detail::bindCheckable(action, std::move(setting));
+}
+/// Binds a setting to a slider, a dial or a scroll bar. The slider gets the range of the key (`within`). The host may
+/// change the range afterwards: the slider then shows the value of the range that is nearest to the setting, and the
+/// setting keeps its value. In all other respects the call is like the overload for `QAbstractButton`.
 template <typename Slider = QAbstractSlider>
 void bind(std::type_identity_t<Slider>* slider, Default<int> setting) {
-  detail::bindBothWays(
-      slider, &Slider::valueChanged, std::move(setting), [slider] { return slider->value(); },
-      [slider](int value) { slider->setValue(value); });
+  detail::bindInRange(slider, std::move(setting));
 }
 /// Binds a setting to a spin box of integers, and turns the box's `keyboardTracking` off. So the box stores a typed
-/// number when its editing ends. A change of the setting by other code replaces an unfinished edit. In all other
-/// respects the call is like the overload for `QAbstractButton`. The second template parameter only distinguishes this
-/// overload from that for `QAbstractSlider`.
+/// number when its editing ends. A change of the setting by other code replaces an unfinished edit. Qt does not tell of
+/// a new range: after a wider one, the box shows the setting again at the setting's next change. In all other respects
+/// the call is like the overload for `QAbstractSlider`, from which the second template parameter distinguishes it.
 template <typename Box = QSpinBox, typename = void>
 void bind(std::type_identity_t<Box>* box, Default<int> setting) {
-  detail::bindSpinBox(box, std::move(setting));
+  box->setKeyboardTracking(false);  // The box would report each digit, and the binding rewrite the half-typed text.
+  detail::bindInRange(box, std::move(setting));
 }
 /// Binds a setting to a spin box of reals. In all other respects the call is like the overload for `QSpinBox`. The box
 /// rounds the value that it shows to its `decimals`, and does not store the rounded value.
 template <typename Box = QDoubleSpinBox>
 void bind(std::type_identity_t<Box>* box, Default<double> setting) {
-  detail::bindSpinBox(box, std::move(setting));
+  box->setKeyboardTracking(false);
+  detail::bindInRange(box, std::move(setting), [box](double value) {
+    const auto chosen = detail::chosenInRange(box->value(), value, box->minimum(), box->maximum());
+    // The box rounds the setting to its decimals. Whoever gives it fewer decimals chooses nothing.
+    return chosen && box->textFromValue(*chosen) == box->textFromValue(value) ? std::nullopt : chosen;
+  });
 }
 /// Binds a setting to the chosen text of a combo box. If the box does not contain the stored text, no text is chosen.
 /// In all other respects the call is like the overload for `QAbstractButton`.
 template <typename Box = QComboBox>
 void bind(std::type_identity_t<Box>* box, Default<std::string> setting) {
-  detail::bindBothWays(
-      box, &Box::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
-      [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
+  const auto read = [box](const std::string&) { return box->currentText().toStdString(); };
+  const auto show = [box](const std::string& text) {
+    box->setCurrentIndex(box->findText(QString::fromStdString(text)));
+  };
+  detail::connectBothWays(box, &Box::activated, std::move(setting), read, show)->start();
 }
 /// Binds a setting to a field with a formatter, for the life of the validator. The rule of the key judges the objects
 /// of the field, so no forbidden value is stored. After each successful end of editing, the binding stores the object

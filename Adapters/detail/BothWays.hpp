@@ -16,10 +16,18 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// The choice of a person in a widget with a range. Absent if the widget shows the setting as well as it can: a program
+/// that narrows the range, and so moves the widget's value to an end, chooses nothing.
+template <typename Value>
+std::optional<Value> chosenInRange(Value shown, Value setting, Value lowest, Value highest) {
+  const Value nearest = setting < lowest ? lowest : setting > highest ? highest : setting;
+  return shown == nearest ? std::nullopt : std::optional(shown);
+}
+
 /// The connection between a setting and a widget: an observation that shows the setting in the widget, and a function
-/// that stores a person's choice. `Read` returns the choice, if there is one. `Show` shows a value in the widget. If
-/// the widget shows another value instead, such as the end of the widget's range, that other value is not stored. The
-/// end of the widget must call `end()`, also while the value is shown or stored.
+/// that stores a person's choice. `Read` gets the value of the setting and returns the choice, if there is one. `Show`
+/// shows a value in the widget. If the widget shows another value instead, such as the end of the widget's range, that
+/// other value is not stored. The end of the widget must call `end()`, also while the value is shown or stored.
 template <typename Value, typename Read, typename Show>
 class BothWays final : public ContinuousPasses {
  public:
@@ -34,13 +42,32 @@ class BothWays final : public ContinuousPasses {
   /// Ends the connection. Afterwards nothing uses the widget.
   void end() noexcept { state()->cancel(); }
 
+  /// Calls `setUp`, whose changes of the widget are not stored, and then starts unless `setUp` has ended the widget.
+  template <typename SetUp>
+  void startAfter(SetUp setUp) {
+    const auto self = Retained<BothWays>::sharing(*this);
+    isShowing_ = true;
+    setUp();
+    isShowing_ = false;
+    if (!state()->isCancelled()) start();
+  }
+
   /// Stores the choice. The widget's signal calls this function after each change.
   void store() {
     if (isShowing_) return;
-    const std::optional<Value> chosen = read_();
+    const Value setting = setting_.value();
+    const std::optional<Value> chosen = read_(setting);
     const auto self = Retained<BothWays>::sharing(*this);
-    if (chosen && *chosen != setting_.value()) setting_.setValue(*chosen);
-    if (!state()->isCancelled()) display(setting_.value());  // The rule may have changed or refused the value.
+    if (chosen && *chosen != setting) setting_.setValue(*chosen);
+    show();  // The rule may have changed or refused the value.
+  }
+
+  /// Shows the setting again. The widget's signal calls this function when the widget can show other values than
+  /// before.
+  void show() {
+    if (isShowing_) return;
+    const auto self = Retained<BothWays>::sharing(*this);
+    if (!state()->isCancelled()) display(setting_.value());
   }
 
  private:

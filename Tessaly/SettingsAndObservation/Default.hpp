@@ -141,6 +141,9 @@ class Default {
       key.rule_.setPredicate([](const Value& value) -> bool { return Predicate()(value); });
       return key.checked();
     }
+    /// The ends of the range of `within`. Absent without a range.
+    [[nodiscard]] constexpr std::optional<Value> lowestValue() const { return rule_.lowest(); }
+    [[nodiscard]] constexpr std::optional<Value> highestValue() const { return rule_.highest(); }
     /// Whether the rule allows the value. Always true for a key without a rule, and for the absent value.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 

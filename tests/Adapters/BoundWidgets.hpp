@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -30,8 +31,8 @@ struct Song {
 };
 
 /// Widgets of any toolkit that follow a model. `Toolkit` is a fixture with a label, a check button, a slider from 0 to
-/// 100, two spin buttons, a list of "light" and "dark", and a field. `whenSlid_` is called at each change of the
-/// slider.
+/// 100, two spin buttons, whose ranges `setRanges` changes, a list of "light" and "dark", and a field. `whenSlid_` is
+/// called at each change of the slider.
 template <typename Toolkit>
 class BoundWidget : public Toolkit {
  protected:
@@ -165,6 +166,7 @@ TYPED_TEST_P(BoundWidget, SliderFollowsTheRuleOfItsKey) {
   using Setting = Default<typename TypeParam::SliderValue>;
   const auto key = typename Setting::Key("volume", 20).within(0, 50);
   this->bindSlider(Setting(key));
+  this->setRanges(0, 100);
   EXPECT_EQ(this->sliderValue(), 20);
   this->slide(30);
   EXPECT_EQ(Setting::value(key), 30);
@@ -181,6 +183,7 @@ TYPED_TEST_P(BoundWidget, SpinButtonFollowsTheRuleOfItsKey) {
   const auto gain = Default<double>::Key("gain", 0.5).within(0.0, 5.0);
   this->bindSpin(Default<int>(count));
   this->bindRealSpin(Default<double>(gain));
+  this->setRanges(0, 100);
   const auto shown = [this] { return std::pair(this->spinValue(), this->realSpinValue()); };
   const auto stored = [&] { return std::pair(Default<int>::value(count), Default<double>::value(gain)); };
   EXPECT_EQ(shown(), std::pair(20.0, 0.5));
@@ -212,6 +215,61 @@ TYPED_TEST_P(BoundWidget, WidgetDoesNotStoreTheEndOfItsOwnRange) {
   this->turn();
   EXPECT_EQ(this->sliderValue(), 100);
   EXPECT_EQ(Setting::value(key), 500);
+}
+
+TYPED_TEST_P(BoundWidget, WidgetGetsTheRangeOfItsKey) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const auto key = typename Setting::Key("volume", 250).within(0, 5000);
+  const auto count = Default<int>::Key("count", 250).within(200, 5000);
+  const auto gain = Default<double>::Key("gain", 250).within(-10.5, 5000);
+  this->bindSlider(Setting(key));
+  this->bindSpin(Default<int>(count));
+  this->bindRealSpin(Default<double>(gain));
+  EXPECT_EQ((std::vector<double>{double(this->sliderValue()), this->spinValue(), this->realSpinValue()}),
+            (std::vector<double>{250, 250, 250}));
+  this->slide(9000);
+  this->spin(0, -20);
+  EXPECT_EQ(Setting::value(key), 5000);
+  EXPECT_EQ(Default<int>::value(count), 200);
+  EXPECT_EQ(Default<double>::value(gain), -10.5);
+}
+
+TYPED_TEST_P(BoundWidget, NewRangeIsNoChoice) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const auto key = typename Setting::Key("volume", 80).within(0, 100);
+  const auto count = Default<int>::Key("count", 80).within(0, 100);
+  const auto gain = Default<double>::Key("gain", 80).within(0, 100);
+  this->bindSlider(Setting(key));
+  this->bindSpin(Default<int>(count));
+  this->bindRealSpin(Default<double>(gain));
+  const auto shown = [this] {
+    return std::vector<double>{double(this->sliderValue()), this->spinValue(), this->realSpinValue()};
+  };
+  const auto stored = [&] {
+    return std::vector<double>{double(Setting::value(key)), double(Default<int>::value(count)),
+                               Default<double>::value(gain)};
+  };
+  for (const auto& [lowest, highest, nearest] : {std::tuple(0, 60, 60), {90, 100, 90}, {10, 20, 20}}) {
+    this->setRanges(lowest, highest);
+    EXPECT_EQ(shown(), std::vector<double>(3, nearest));
+    EXPECT_EQ(stored(), std::vector<double>(3, 80));
+  }
+  this->slide(15);
+  this->spin(15, 15);
+  EXPECT_EQ(stored(), std::vector<double>(3, 15));
+  this->slide(20);
+  this->spin(20, 20);
+  EXPECT_EQ(stored(), std::vector<double>(3, 20));
+}
+
+TYPED_TEST_P(BoundWidget, SliderShowsItsSettingAgainInAWiderRange) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const auto key = typename Setting::Key("volume", 80).within(0, 100);
+  this->bindSlider(Setting(key));
+  this->setRanges(0, 60);
+  this->setRanges(0, 100);
+  EXPECT_EQ(this->sliderValue(), 80);
+  EXPECT_EQ(Setting::value(key), 80);
 }
 
 TYPED_TEST_P(BoundWidget, ListFollowsAndStoresItsSetting) {
@@ -353,18 +411,27 @@ TYPED_TEST_P(BoundWidget, HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding)
   this->turn();
 }
 
+TYPED_TEST_P(BoundWidget, HandlerOfTheWidgetMayDestroyTheWidgetAtItsNewRange) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  this->whenSlid_ = [this] { this->destroyWidgets(); };
+  this->bindSlider(Setting(typename Setting::Key("volume", 80).within(50, 100)));
+  EXPECT_TRUE(this->areGone());
+  this->turn();
+}
+
 REGISTER_TYPED_TEST_SUITE_P(BoundWidget, LabelFollowsTheModel, ManyChangesInOneTurnGiveOneUpdate,
                             EqualValueGivesNoUpdate, AbsentValueGivesNoUpdate, AbsentValueOfAModelGivesNoUpdate,
                             SetterTakesThePresentValueOfAModel, WidgetMayEndFirst, ModelMayEndFirst,
                             ChangeOnAnotherThreadArrivesOnTheMainThread, ChangeInsideTheUpdateIsFollowedInTheNextTurn,
                             CheckButtonFollowsAndStoresItsSetting, SliderFollowsTheRuleOfItsKey,
                             SpinButtonFollowsTheRuleOfItsKey, SpinButtonStoresATypedNumberAtTheEnd,
-                            WidgetDoesNotStoreTheEndOfItsOwnRange, ListFollowsAndStoresItsSetting,
-                            FieldFollowsAndStoresItsSetting, HandlerOfTheHostSeesTheStoredValueOfAField,
-                            RuleOfTheHostAddsToTheRuleOfTheKey, ObserverOfASettingMayDestroyTheField,
-                            BoundWidgetsMayEndBeforeTheirSettings, SetterMayDestroyTheWidgetAtItsFirstCall,
-                            SetterMayDestroyTheWidgetAtALaterCall, ObserverOfASettingMayDestroyTheWidget,
-                            HandlerOfTheWidgetMayDestroyTheWidget,
+                            WidgetDoesNotStoreTheEndOfItsOwnRange, WidgetGetsTheRangeOfItsKey, NewRangeIsNoChoice,
+                            SliderShowsItsSettingAgainInAWiderRange, HandlerOfTheWidgetMayDestroyTheWidgetAtItsNewRange,
+                            ListFollowsAndStoresItsSetting, FieldFollowsAndStoresItsSetting,
+                            HandlerOfTheHostSeesTheStoredValueOfAField, RuleOfTheHostAddsToTheRuleOfTheKey,
+                            ObserverOfASettingMayDestroyTheField, BoundWidgetsMayEndBeforeTheirSettings,
+                            SetterMayDestroyTheWidgetAtItsFirstCall, SetterMayDestroyTheWidgetAtALaterCall,
+                            ObserverOfASettingMayDestroyTheWidget, HandlerOfTheWidgetMayDestroyTheWidget,
                             HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding);
 
 }  // namespace Tessaly

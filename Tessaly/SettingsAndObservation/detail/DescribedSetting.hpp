@@ -78,9 +78,9 @@ SettingDescription descriptionOf(std::string_view name, const Value& defaultValu
   description.documentation = std::move(documentation);
   describeLimits<typename Kind::Type>(description);
   describeCases<typename Unwrapped<Value>::Type>(description);
-  if (rule.range()) {
-    description.minimum = storedObject(rule.range()->lowest);
-    description.maximum = storedObject(rule.range()->highest);
+  if (rule.lowest()) {
+    description.minimum = storedObject(*rule.lowest());
+    description.maximum = storedObject(*rule.highest());
   }
   return description;
 }

@@ -38,7 +38,12 @@ class SettingRule {
   constexpr void setPredicate(Predicate predicate) noexcept { predicate_ = predicate; }
 
   [[nodiscard]] constexpr bool isEmpty() const noexcept { return !range_ && predicate_ == nullptr; }
-  [[nodiscard]] constexpr const std::optional<Range>& range() const noexcept { return range_; }
+  [[nodiscard]] constexpr std::optional<Value> lowest() const {
+    return range_ ? std::optional<Value>(range_->lowest) : std::nullopt;
+  }
+  [[nodiscard]] constexpr std::optional<Value> highest() const {
+    return range_ ? std::optional<Value>(range_->highest) : std::nullopt;
+  }
   /// Whether the range contains at least one value. True without a range.
   [[nodiscard]] constexpr bool hasRange() const {
     if constexpr (std::totally_ordered<Value>) return !range_ || range_->lowest <= range_->highest;

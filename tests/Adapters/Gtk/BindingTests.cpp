@@ -85,6 +85,12 @@ class GtkWidgetsOfTest : public testing::Test {
     g_object_unref(slider);
   }
 
+  void setRanges(double lowest, double highest) {
+    gtk_range_set_range(slider_, lowest, highest);
+    gtk_spin_button_set_range(spin_, lowest, highest);
+    gtk_spin_button_set_range(realSpin_, lowest, highest);
+  }
+
   void bindSpin(const Default<int>& setting) { Gtk4::bind(spin_, setting); }
   void bindRealSpin(const Default<double>& setting) { Gtk4::bind(realSpin_, setting); }
   [[nodiscard]] double spinValue() const { return gtk_spin_button_get_value(spin_); }
@@ -159,6 +165,7 @@ TEST_F(GtkWidgetsOfTest, RangeShowsTheNearestInteger) {
   slide(30.6);
   EXPECT_EQ(Default<int>::value(key), 31);
   EXPECT_EQ(sliderValue(), 31);
+  gtk_range_set_range(slider_, 0, 100);
   slide(80);
   EXPECT_EQ(Default<int>::value(key), 50);
   EXPECT_EQ(sliderValue(), 50);
@@ -172,6 +179,27 @@ TEST_F(GtkWidgetsOfTest, RangeBeyondTheIntegersStoresTheirEnd) {
   EXPECT_EQ(Default<int>::value(key), std::numeric_limits<int>::max());
   slide(-1e11);
   EXPECT_EQ(Default<int>::value(key), std::numeric_limits<int>::min());
+}
+
+TEST_F(GtkWidgetsOfTest, SpinButtonShowsItsSettingAgainInAWiderRange) {
+  const auto key = Default<int>::Key("count", 80).within(0, 100);
+  bindSpin(Default<int>(key));
+  gtk_spin_button_set_range(spin_, 0, 60);
+  EXPECT_EQ(spinValue(), 60);
+  gtk_spin_button_set_range(spin_, 0, 100);
+  EXPECT_EQ(spinValue(), 80);
+}
+
+TEST_F(GtkWidgetsOfTest, AdjustmentMayOutliveItsWidget) {
+  const auto key = Default<int>::Key("count", 80).within(0, 100);
+  bindSpin(Default<int>(key));
+  GtkAdjustment* const adjustment = gtk_spin_button_get_adjustment(spin_);
+  g_object_ref(adjustment);
+  destroyWidgets();
+  gtk_adjustment_set_upper(adjustment, 60);
+  EXPECT_EQ(gtk_adjustment_get_upper(adjustment), 60);
+  EXPECT_EQ(Default<int>::value(key), 80);
+  g_object_unref(adjustment);
 }
 
 TEST(GtkBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {

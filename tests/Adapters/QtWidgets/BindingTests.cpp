@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -78,6 +79,11 @@ class QtWidgetsOfTest : public testing::Test {
   void bindSlider(const Default<int>& setting) { Qt6::bind(slider_, setting); }
   [[nodiscard]] int sliderValue() const { return slider_->value(); }
   void slide(int value) { slider_->setValue(value); }
+  void setRanges(int lowest, int highest) {
+    slider_->setRange(lowest, highest);
+    spin_->setRange(lowest, highest);
+    realSpin_->setRange(lowest, highest);
+  }
 
   void bindSpin(const Default<int>& setting) { Qt6::bind(spin_, setting); }
   void bindRealSpin(const Default<double>& setting) { Qt6::bind(realSpin_, setting); }
@@ -137,6 +143,28 @@ class QtWidgetsOfTest : public testing::Test {
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, BoundWidget, QtWidgetsOfTest);
+
+TEST_F(QtWidgetsOfTest, FewerDecimalsAreNoChoice) {
+  const auto key = Default<double>::Key("gain", 0.25).within(0, 1);
+  bindRealSpin(Default<double>(key));
+  realSpin_->setDecimals(1);
+  EXPECT_EQ(Default<double>::value(key), 0.25);
+  realSpin_->setValue(0.7);
+  EXPECT_EQ(Default<double>::value(key), 0.7);
+}
+
+TEST_F(QtWidgetsOfTest, ActionFollowsAndStoresItsSetting) {
+  const Default<bool>::Key key{"hidden", true};
+  QAction action;
+  action.setCheckable(true);
+  Qt6::bind(&action, Default<bool>(key));
+  EXPECT_TRUE(action.isChecked());
+  action.trigger();
+  EXPECT_FALSE(Default<bool>::value(key));
+  Default<bool>::setValue(key, true);
+  turn();
+  EXPECT_TRUE(action.isChecked());
+}
 
 TEST(QtBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
