@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
 
 #include "Tessaly/Platform/Testing/ScriptedDevice.hpp"
 #include "Tessaly/SystemServices/DeviceService.hpp"
@@ -44,6 +45,14 @@ TEST_F(DeviceServiceTest, SecondCallGivesTheLength) {
 TEST_F(DeviceServiceTest, EmptyModelGivesAnEmptyName) {
   device_->values["hw.model"] = "";
   EXPECT_EQ(DeviceService::deviceName(), "");
+}
+
+TEST_F(DeviceServiceTest, StandInIsReadWhileAnotherThreadAsks) {
+  std::jthread other([] {
+    for (int call = 0; call < 100; ++call) static_cast<void>(DeviceService::deviceName());
+  });
+  while (device_->snapshot().size() < 100) std::this_thread::yield();
+  EXPECT_EQ(device_->snapshot().back(), "hw.model?");
 }
 
 }  // namespace

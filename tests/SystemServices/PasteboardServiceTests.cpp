@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
 
 #include "Tessaly/Platform/Testing/RecordingPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
@@ -48,6 +49,14 @@ TEST_F(PasteboardServiceTest, FailureLeavesThePasteboardCleared) {
   pasteboard_->accepts = false;
   PasteboardService::write("later");
   EXPECT_EQ(pasteboard_->contents, Contents());
+}
+
+TEST_F(PasteboardServiceTest, StandInIsReadWhileAnotherThreadCopies) {
+  std::jthread other([] {
+    for (int call = 0; call < 100; ++call) PasteboardService::write("again");
+  });
+  while (pasteboard_->snapshot().calls.size() < 200) std::this_thread::yield();
+  EXPECT_EQ(pasteboard_->snapshot().contents, (Contents{{PasteboardType::string, "again"}}));
 }
 
 }  // namespace

@@ -7,13 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// A pasteboard in memory that a test can inspect.
 ///
-/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
+/// The library asks it on the caller's thread. A test of code that copies on another thread reads `snapshot()`.
+///
+/// Thread contract: thread-safe functions. The members `contents` and `calls` are for tests whose calls all come from
+/// one thread. Set `accepts` before the first use.
 ///
 ///     const auto pasteboard = std::make_shared<RecordingPasteboard>();
 ///     const PasteboardBackendInstallation installation(pasteboard);
@@ -21,7 +25,15 @@ namespace Tessaly::inline v1 {
 ///     assert(pasteboard->contents.at(PasteboardType::string) == "to paste");
 class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {
  public:
+  /// The state at one instant.
+  struct Snapshot {
+    std::map<PasteboardType, std::string> contents;
+    std::vector<std::string> calls;
+  };
+
   ~RecordingPasteboard() override;
+  /// A copy of `contents` and `calls`, also while other threads use this backend.
+  [[nodiscard]] Snapshot snapshot() const;
 
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
@@ -32,6 +44,9 @@ class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {
   std::map<PasteboardType, std::string> contents;
   /// The calls in order: "clear", or the text argument of `setString`.
   std::vector<std::string> calls;
+
+ private:
+  mutable UnfairLock lock_;
 };
 
 }  // namespace Tessaly::inline v1

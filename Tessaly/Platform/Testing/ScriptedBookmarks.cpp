@@ -14,17 +14,30 @@ namespace Tessaly::inline v1 {
 
 ScriptedBookmarks::~ScriptedBookmarks() = default;
 
-void ScriptedBookmarks::add(const URL& url) { files_[url.path()] = ++lastNumber_; }
+ScriptedBookmarks::Snapshot ScriptedBookmarks::snapshot() const {
+  UnfairLock::Guard guard(lock_);
+  return {.creations = creations, .resolutions = resolutions};
+}
+
+void ScriptedBookmarks::add(const URL& url) {
+  UnfairLock::Guard guard(lock_);
+  files_[url.path()] = ++lastNumber_;
+}
 
 void ScriptedBookmarks::move(const URL& from, const URL& to) {
+  UnfairLock::Guard guard(lock_);
   auto file = files_.extract(from.path());
   if (file.empty()) return;
   files_[to.path()] = file.mapped();
 }
 
-void ScriptedBookmarks::remove(const URL& url) { files_.erase(url.path()); }
+void ScriptedBookmarks::remove(const URL& url) {
+  UnfairLock::Guard guard(lock_);
+  files_.erase(url.path());
+}
 
 Data ScriptedBookmarks::bookmarkData(const URL& url, BookmarkCreationOptions options) {
+  UnfairLock::Guard guard(lock_);
   creations.push_back(options);
   if (failure) throw POSIXError(*failure);
   const auto file = files_.find(url.path());
@@ -33,6 +46,7 @@ Data ScriptedBookmarks::bookmarkData(const URL& url, BookmarkCreationOptions opt
 }
 
 ResolvedBookmark ScriptedBookmarks::resolve(const Data& data, BookmarkResolutionOptions options) {
+  UnfairLock::Guard guard(lock_);
   resolutions.push_back(options);
   if (failure) throw POSIXError(*failure);
   const std::string_view text = data.text();

@@ -7,20 +7,30 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// Bookmarks of scripted files, which need not exist on the disk. A test makes, moves and removes these files.
 ///
-/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
+/// Thread contract: thread-safe functions. The members `creations` and `resolutions` are for tests whose calls all come
+/// from one thread; other tests read `snapshot()`. Set `failure` while no other thread uses these bookmarks.
 ///
 ///     ScriptedBookmarks bookmarks;
 ///     bookmarks.add(URL::fileURLWithPath("/music/song.ogg"));
 ///     const BookmarksInstallation installation(bookmarks);
 class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
  public:
+  /// The calls until one instant.
+  struct Snapshot {
+    std::vector<BookmarkCreationOptions> creations;
+    std::vector<BookmarkResolutionOptions> resolutions;
+  };
+
   ~ScriptedBookmarks() override;
+  /// A copy of `creations` and `resolutions`, also while other threads use these bookmarks.
+  [[nodiscard]] Snapshot snapshot() const;
 
   /// Adds a scripted file. The new file replaces a scripted file with the same path. Bookmark data of the replaced file
   /// no longer resolves.
@@ -42,6 +52,7 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
   std::vector<BookmarkResolutionOptions> resolutions;
 
  private:
+  mutable UnfairLock lock_;
   /// Maps each file's path to the number that identifies the file.
   std::map<std::string, int> files_;
   int lastNumber_ = 0;

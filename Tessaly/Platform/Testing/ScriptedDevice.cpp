@@ -8,8 +8,16 @@ namespace Tessaly::inline v1 {
 
 ScriptedDevice::~ScriptedDevice() = default;
 
+std::vector<std::string> ScriptedDevice::snapshot() const {
+  UnfairLock::Guard guard(lock_);
+  return calls;
+}
+
 std::int32_t ScriptedDevice::sysctlbyname(const char* name, void* buffer, std::size_t* size) {
-  calls.push_back(buffer == nullptr ? std::string(name) + '?' : name);
+  {
+    UnfairLock::Guard guard(lock_);
+    calls.push_back(buffer == nullptr ? std::string(name) + '?' : name);
+  }
   const auto found = values.find(name);
   if (found == values.end()) return ENOENT;
   const std::size_t needed = found->second.size() + 1;

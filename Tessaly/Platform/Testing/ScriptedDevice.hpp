@@ -9,13 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Device/DeviceBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// A device whose values a test sets.
 ///
-/// Thread contract: thread-compatible. The library asks it on the caller's thread only.
+/// Thread contract: thread-safe functions. The member `calls` is for tests whose calls all come from one thread; other
+/// tests read `snapshot()`. Set `values` and `afterSize` while no other thread uses this backend.
 ///
 ///     const auto device = std::make_shared<ScriptedDevice>();
 ///     device->values["hw.model"] = "Workstation 7";
@@ -23,6 +25,8 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
  public:
   ~ScriptedDevice() override;
+  /// A copy of `calls`, also while other threads use this backend.
+  [[nodiscard]] std::vector<std::string> snapshot() const;
 
   std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) override;
   [[nodiscard]] DeviceSource source() const override;
@@ -34,6 +38,9 @@ class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
   std::function<void()> afterSize;
   /// The requested names in order. A "?" follows a name if only the size of its text was requested.
   std::vector<std::string> calls;
+
+ private:
+  mutable UnfairLock lock_;
 };
 
 }  // namespace Tessaly::inline v1

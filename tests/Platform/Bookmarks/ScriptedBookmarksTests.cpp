@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <functional>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -83,6 +84,16 @@ TEST(ScriptedBookmarks, ReplaceTheSystemsWhileInstalled) {
   EXPECT_EQ(bookmarks.creations, std::vector{BookmarkCreationOptions::withSecurityScope});
   EXPECT_EQ(bookmarks.resolutions, std::vector{BookmarkResolutionOptions::withSecurityScope});
   EXPECT_NE(&Bookmarks::shared(), &bookmarks);
+}
+
+TEST(ScriptedBookmarks, AreReadWhileAnotherThreadUsesThem) {
+  ScriptedBookmarks bookmarks;
+  bookmarks.add(song);
+  std::jthread user([&] {
+    for (int call = 0; call < 100; ++call) resolved(bookmarks, dataOf(bookmarks, song));
+  });
+  while (bookmarks.snapshot().resolutions.size() < 100) bookmarks.move(song, song);
+  EXPECT_EQ(bookmarks.snapshot().creations, std::vector(100, BookmarkCreationOptions::none));
 }
 
 }  // namespace
