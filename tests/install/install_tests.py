@@ -273,6 +273,20 @@ def template():
     check(not left, f"make clean leaves {left}")
 
 
+def examples():
+    """Each example is a project of its own."""
+    for example in ("glib_host", "gtk_form", "host_tests", "qt_form", "qt_host"):
+        folder = WORK / "examples" / example
+        shutil.rmtree(folder, ignore_errors=True)
+        run("cmake", "-G", "Ninja", "-S", SOURCES / "examples" / example, "-B", folder,
+            f"-DCMAKE_CXX_COMPILER={COMPILER}", f"-DCMAKE_PREFIX_PATH={PREFIX}",
+            f"-DCMAKE_CXX_COMPILER_LAUNCHER={shutil.which('ccache') or ''}")
+        run("cmake", "--build", folder)
+        check((folder / f"tessaly_{example}").exists(), f"{example} is not built")
+        if "host" in example:
+            run("ctest", "--test-dir", folder, "--no-tests=error")
+
+
 def older_standard():
     """A host that asks for an older standard is told that it gets C++23."""
     said = configure("older", "-DHOST_FINDS=Mutex;Base", "-DCMAKE_CXX_STANDARD=20")

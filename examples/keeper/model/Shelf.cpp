@@ -38,7 +38,7 @@ Async<void> Shelf::follow(std::chrono::milliseconds delay) {
       ++revision_;
     }
   } catch (const POSIXError& error) {
-    problem = error.what();
+    problem = error.localizedDescription();
   }
 }
 
