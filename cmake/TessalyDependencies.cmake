@@ -16,7 +16,7 @@ set(tessaly_package_xcb xcb)
 
 # Packages of which our libraries use the headers only: json consists of headers, and the other ones are loaded when they
 # are first used. A host that links our libraries does not need them.
-set(tessaly_header_packages archive crypto idn2 json systemd xcb)
+set(tessaly_header_packages archive crypto idn2 json systemd wayland xcb)
 
 # tessaly_find_package(NAME): makes the target PkgConfig::Tessaly_<NAME>, unless this system lacks the package.
 macro(tessaly_find_package NAME)

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <wayland-client.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +15,7 @@
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Platform/Linux/SelectionThread.hpp"
+#include "Tessaly/Platform/Linux/WaylandLibrary.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -61,7 +61,8 @@ struct Tables {
   static constexpr const wl_interface* noTypes[] = {nullptr, nullptr};
   static constexpr const wl_interface* sourceTypes[] = {&source};
   static constexpr const wl_interface* offerTypes[] = {&offer};
-  static constexpr const wl_interface* getDeviceTypes[] = {&device, &wl_seat_interface};
+  // A null pointer permits any type. The table of the seat is known only after the library is loaded.
+  static constexpr const wl_interface* getDeviceTypes[] = {&device, nullptr};
 
   static constexpr wl_message managerRequests[] = {message("create_data_source", "n", sourceTypes),
                                                    message("get_data_device", "no", getDeviceTypes),
@@ -116,7 +117,7 @@ class WaylandSelection final : public SelectionThread {
   };
 
   void run(std::promise<PasteboardProblem> connected) override {
-    display_ = wl_display_connect(nullptr);
+    display_ = waylandLibrary.isLoaded() ? wl_display_connect(nullptr) : nullptr;
     if (display_ == nullptr || !prepare()) {
       if (display_ != nullptr) disconnect();
       connected.set_value(PasteboardProblem::noDisplay);
@@ -141,14 +142,12 @@ class WaylandSelection final : public SelectionThread {
   }
 
   bool prepare() {
-    static constexpr wl_registry_listener listener = {
-        [](void* self, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t version) {
-          static_cast<WaylandSelection*>(self)->noteGlobal(registry, name, interface, version);
-        },
-        [](void*, wl_registry*, std::uint32_t) {}};
-    wl_registry* const registry = wl_display_get_registry(display_);
-    registry_ = reinterpret_cast<wl_proxy*>(registry);
-    wl_registry_add_listener(registry, &listener, this);
+    auto* const display = reinterpret_cast<wl_proxy*>(display_);
+    registry_ = wl_proxy_marshal_flags(display, WL_DISPLAY_GET_REGISTRY, &waylandInterface("wl_registry_interface"),
+                                       wl_proxy_get_version(display), 0, nullptr);
+    static const Listener globals[] = {reinterpret_cast<Listener>(&onGlobal),
+                                       reinterpret_cast<Listener>(&onGlobalRemoved)};
+    wl_proxy_add_listener(registry_, const_cast<Listener*>(globals), this);
     if (wl_display_roundtrip(display_) < 0 || manager_ == nullptr || seat_ == nullptr) return false;
     device_ = wl_proxy_marshal_flags(manager_, getDevice, &protocol_->device, wl_proxy_get_version(manager_), 0,
                                      nullptr, seat_);
@@ -159,16 +158,24 @@ class WaylandSelection final : public SelectionThread {
     return wl_display_roundtrip(display_) >= 0;
   }
 
-  void noteGlobal(wl_registry* registry, std::uint32_t name, std::string_view interface, std::uint32_t version) {
+  static void onGlobal(void* self, wl_proxy*, std::uint32_t name, const char* interface, std::uint32_t version) {
+    static_cast<WaylandSelection*>(self)->noteGlobal(name, interface, version);
+  }
+  static void onGlobalRemoved(void*, wl_proxy*, std::uint32_t) {}
+
+  void noteGlobal(std::uint32_t name, std::string_view interface, std::uint32_t offered) {
     const auto bind = [&](const wl_interface& wanted, std::uint32_t wantedVersion) {
-      return static_cast<wl_proxy*>(wl_registry_bind(registry, name, &wanted, std::min(version, wantedVersion)));
+      const std::uint32_t version = std::min(offered, wantedVersion);
+      return wl_proxy_marshal_flags(registry_, WL_REGISTRY_BIND, &wanted, version, 0, name, wanted.name, version,
+                                    nullptr);
     };
     for (const Protocol* protocol : protocols) {
       if (interface != protocol->manager.name || manager_ != nullptr) continue;
       manager_ = bind(protocol->manager, static_cast<std::uint32_t>(protocol->manager.version));
       protocol_ = protocol;
     }
-    if (interface == wl_seat_interface.name && seat_ == nullptr) seat_ = bind(wl_seat_interface, 1);
+    const wl_interface& seat = waylandInterface("wl_seat_interface");
+    if (interface == seat.name && seat_ == nullptr) seat_ = bind(seat, 1);
   }
 
   static void onDataOffer(void*, wl_proxy*, wl_proxy*) {}

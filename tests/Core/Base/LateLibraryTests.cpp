@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -40,10 +41,14 @@ TEST(LateLibrary, SeveralThreadsMayLoadItAtOnce) {
 
 TEST(LateLibrary, AbsentLibraryIsNotLoaded) { EXPECT_FALSE(absentLibrary.isLoaded()); }
 
+TEST(LateLibrary, ObjectsHaveAddressesToo) {
+  EXPECT_EQ(1, static_cast<const in6_addr*>(cLibrary.address("in6addr_loopback"))->s6_addr[15]);
+}
+
 TEST(LateLibraryDeathTest, AbsentFunctionStopsTheProcess) {
-  EXPECT_DEATH((void)absentFunction(), "Cannot load the function tessaly_absent of libc.so.6: .*undefined symbol");
+  EXPECT_DEATH((void)absentFunction(), "Cannot load the symbol tessaly_absent of libc.so.6: .*undefined symbol");
   EXPECT_DEATH((void)functionOfAbsentLibrary(),
-               "Cannot load the function answer of libtessaly-absent.so.1: .*cannot open shared object file");
+               "Cannot load the symbol answer of libtessaly-absent.so.1: .*cannot open shared object file");
 }
 
 }  // namespace

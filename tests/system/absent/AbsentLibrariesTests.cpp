@@ -25,6 +25,7 @@
 #include "Tessaly/Platform/Linux/JournalLogSink.hpp"
 #include "Tessaly/Platform/Linux/LinuxNetworkBackend.hpp"
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
+#include "tests/Support/FakeCompositor.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/Support/XServer.hpp"
@@ -125,7 +126,15 @@ TEST_F(AbsentLibraries, NetworkKnowsNoExpense) {
   EXPECT_EQ(NWPath::ExpenseSource::noBus, network->currentPath().expenseSource());
 }
 
-TEST_F(AbsentLibraries, PasteboardFindsNoDisplay) {
+TEST_F(AbsentLibraries, PasteboardFindsNoWaylandDisplay) {
+  ASSERT_TRUE(isAbsent("libwayland-client.so.0"));
+  const Tests::FakeCompositor compositor("ext");
+  DisplayPasteboard pasteboard;
+  EXPECT_FALSE(pasteboard.setString("text", PasteboardType::string));
+  EXPECT_EQ(pasteboard.status(), (PasteboardStatus{PasteboardServer::none, PasteboardProblem::noDisplay, false}));
+}
+
+TEST_F(AbsentLibraries, PasteboardFindsNoX11Display) {
   ASSERT_TRUE(isAbsent("libxcb.so.1"));
   const Tests::XServer server;
   if (!server.reason().empty()) GTEST_SKIP() << server.reason();

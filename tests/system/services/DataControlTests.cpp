@@ -5,9 +5,9 @@
 
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
+#include "tests/Support/FakeCompositor.hpp"
 #include "tests/Support/Process.hpp"
 #include "tests/Support/WaitUntil.hpp"
-#include "tests/system/services/FakeCompositor.hpp"
 
 // The pasteboard of a compositor of the test, for a protocol that no packaged compositor supports.
 

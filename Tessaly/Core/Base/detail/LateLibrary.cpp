@@ -19,11 +19,11 @@ bool LateLibrary::isLoaded() const noexcept {
   return true;
 }
 
-void* LateLibrary::address(const char* function) const noexcept {
-  void* const result = isLoaded() ? ::dlsym(handle_.load(std::memory_order_acquire), function) : nullptr;
+void* LateLibrary::address(const char* symbol) const noexcept {
+  void* const result = isLoaded() ? ::dlsym(handle_.load(std::memory_order_acquire), symbol) : nullptr;
   if (result == nullptr) {
     const char* const reason = ::dlerror();
-    fatalError(std::string("Cannot load the function ") + function + " of " + file_ + ": " +
+    fatalError(std::string("Cannot load the symbol ") + symbol + " of " + file_ + ": " +
                    (reason != nullptr ? reason : "the loader gives no reason"),
                "Tessaly/LateLibrary", __LINE__);
   }

@@ -22,8 +22,8 @@ class TESSALY_EXPORT LateLibrary {
   /// Cost: the first call takes up to 1 ms.
   [[nodiscard]] bool isLoaded() const noexcept;
 
-  /// The address of a function. Stops the process if this system lacks the library or the function.
-  [[nodiscard]] void* address(const char* function) const noexcept;
+  /// The address of a function or of an object. Stops the process if this system lacks the library or the symbol.
+  [[nodiscard]] void* address(const char* symbol) const noexcept;
 
  private:
   const char* file_;
