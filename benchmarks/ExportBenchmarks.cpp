@@ -189,9 +189,11 @@ class LargeStore final : public LogBackend {
   ProcessLogStore store_{std::size_t{512} << 20};
 };
 
-void fillLog() {
+/// Installs a store with one million records until the result is destroyed.
+std::shared_ptr<const void> fullLog() {
+  static const auto backend = std::make_shared<LargeStore>();
+  auto installation = std::make_shared<const LogBackendInstallation>(backend);
   static const bool isFull = [] {
-    static const LogBackendInstallation installation(std::make_shared<LargeStore>());
     const Logger logger(identifier, "Bench");
     for (std::int64_t i = 0; i < records; ++i) logger.notice("Cannot write %{public}s: %d", "/home/user/table.csv", i);
     if (static_cast<std::int64_t>(OSLogStore::currentProcess().entries().size()) < records) {
@@ -200,6 +202,7 @@ void fillLog() {
     return true;
   }();
   static_cast<void>(isFull);
+  return installation;
 }
 
 /// Exports the same records, read in the same way. fmt writes their dates in one locale.
@@ -226,13 +229,11 @@ const Facility exports("Export", [](Facility& facility) {
   addStandardTable(facility, "csv of RFC 4180, a row of four cells of 24 characters", 24);
   facility.row("a million records of the log, each", records)
       .ours([] {
-        fillLog();
-        return [] { return syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(86'400); }); };
+        return [log = fullLog()] {
+          return syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(86'400); });
+        };
       })
-      .peer("fmt over the same records", [] {
-        fillLog();
-        return [] { return exportByHand(); };
-      });
+      .peer("fmt over the same records", [] { return [log = fullLog()] { return exportByHand(); }; });
 });
 
 }  // namespace

@@ -13,7 +13,8 @@
 #include "TwoThreads.hpp"
 
 // Both sides take the time, compose a text and a number, and record the thread and the place of the call. Both keep
-// about the same number of recent records in memory.
+// about the same number of recent records in memory. A backend is installed only while its row runs, because rows of
+// other facilities install theirs.
 
 namespace Tessaly::Benchmarks {
 namespace {
@@ -32,7 +33,10 @@ class StoreBackend final : public LogBackend {
 };
 
 struct Ours {
-  Ours() { static const LogBackendInstallation installation(std::make_shared<StoreBackend>()); }
+  static std::shared_ptr<const void> installed() {
+    static const auto backend = std::make_shared<StoreBackend>();
+    return std::make_shared<LogBackendInstallation>(backend);
+  }
   void error(std::int64_t number) { logger.error("Cannot write %{public}s: %d", fileName, number); }
   void debug(std::int64_t number) { logger.debug("Cannot write %{public}s: %d", fileName, number); }
 
@@ -44,6 +48,7 @@ struct Spdlog {
   Spdlog() : logger("app.identifier.Export", std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(keptRecords)) {
     logger.set_level(spdlog::level::err);
   }
+  static std::shared_ptr<const void> installed() { return nullptr; }
   void error(std::int64_t number) {
     logger.log({__FILE__, __LINE__, __func__}, spdlog::level::err, "Cannot write {}: {}", fileName, number);
   }
@@ -57,19 +62,23 @@ struct Spdlog {
 
 template <typename Log>
 auto disabled() {
-  return [log = std::make_shared<Log>(), number = std::int64_t(0)] { log->debug(number); };
+  return [log = std::make_shared<Log>()] {
+    return [log, backend = Log::installed(), number = std::int64_t(0)] { log->debug(number); };
+  };
 }
 
 template <typename Log>
 auto enabled() {
-  return [log = std::make_shared<Log>(), number = std::int64_t(0)]() mutable { log->error(++number); };
+  return [log = std::make_shared<Log>()] {
+    return [log, backend = Log::installed(), number = std::int64_t(0)]() mutable { log->error(++number); };
+  };
 }
 
 /// One operation is one call. The figure is the time between two calls of either thread.
 template <typename Log>
 auto contended() {
-  return [] {
-    return [log = std::make_shared<Log>(), threads = std::make_shared<TwoThreads>()] {
+  return [log = std::make_shared<Log>()] {
+    return [log, backend = Log::installed(), threads = std::make_shared<TwoThreads>()] {
       threads->run([&] {
         for (int number = 0; number < contendedCalls; ++number) log->error(number);
       });
