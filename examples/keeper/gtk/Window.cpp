@@ -39,7 +39,6 @@ void showTheme(Theme theme) {
 }  // namespace
 
 Window::Window(Desk& desk, GMainLoop* loop) : desk_(desk), loop_(loop), window_(gtk_window_new()) {
-  gtk_window_set_title(GTK_WINDOW(window_), desk.title().c_str());
   gtk_window_set_icon_name(GTK_WINDOW(window_), "org.example.keeper");
   gtk_window_set_default_size(GTK_WINDOW(window_), 960, 560);
   g_signal_connect_swapped(window_, "close-request", G_CALLBACK(g_main_loop_quit), loop);
@@ -49,6 +48,7 @@ Window::Window(Desk& desk, GMainLoop* loop) : desk_(desk), loop_(loop), window_(
   gtk_box_append(GTK_BOX(column), makeBottom());
   gtk_window_set_child(GTK_WINDOW(window_), column);
   addShortcut("<Control>q", &Window::quit);
+  addShortcut("<Control>o", &Window::open);
   addShortcut("<Control>d", &Window::compare);
   addShortcut("F9", &Window::toggleDuplicates);
   addShortcut("<Control><Shift>c", &Window::copyPaths);
@@ -74,6 +74,7 @@ GtkWidget* Window::makeBar() {
       search, "changed",
       G_CALLBACK(+[](Desk* desk, GtkEditable* field) { desk->search(gtk_editable_get_text(field)); }), &desk_);
   gtk_box_append(GTK_BOX(bar), search);
+  addButton(bar, Word::open, &Window::open);
   addButton(bar, Word::copyPath, &Window::copyPaths);
   addButton(bar, Word::saveTable, &Window::saveTable);
   addButton(bar, Word::saveArchive, &Window::saveArchive);
@@ -233,6 +234,7 @@ void Window::toggleDuplicates() {
 }
 
 void Window::follow() {
+  Gtk4::bind(GTK_WINDOW(window_), gtk_window_set_title, [&desk = desk_] { return desk.title(); });
   Gtk4::bind(GTK_LABEL(status_), gtk_label_set_text, [&desk = desk_] { return desk.status(); });
   Gtk4::bind(onlyDuplicates_, gtk_widget_set_sensitive, [&desk = desk_] { return desk.canShowOnlyDuplicates(); });
   Gtk4::bind(GTK_PROGRESS_BAR(progress_), gtk_progress_bar_set_fraction,
@@ -292,6 +294,10 @@ Files Window::selected() const {
   return files;
 }
 
+void Window::open() {
+  choose(Word::open, nullptr, [this](const URL& directory) { desk_.open(directory); });
+}
+
 void Window::saveLog() {
   choose(Word::saveLog, "keeper-log.csv", [this](const URL& file) { desk_.saveLog(file); });
 }
@@ -302,9 +308,10 @@ void Window::choose(Word title, const char* name, void (Desk::*save)(const Files
 
 void Window::choose(Word title, const char* name, std::function<void(const URL&)> save) {
   using Save = std::function<void(const URL&)>;
+  const auto action = name == nullptr ? GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER : GTK_FILE_CHOOSER_ACTION_SAVE;
   GtkFileChooserNative* dialog =
-      gtk_file_chooser_native_new(text(title), GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SAVE, nullptr, nullptr);
-  gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
+      gtk_file_chooser_native_new(text(title), GTK_WINDOW(window_), action, nullptr, nullptr);
+  if (name != nullptr) gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
   g_signal_connect_data(
       dialog, "response", G_CALLBACK(+[](GtkNativeDialog* closed, int response, Save* chosen) {
         GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(closed));

@@ -7,6 +7,7 @@
 
 #include "FileTexts.hpp"
 #include "Log.hpp"
+#include "Opening.hpp"
 #include "Sharing.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
@@ -54,6 +55,15 @@ std::string Desk::status() const {
 }
 
 bool Desk::canShowOnlyDuplicates() const { return showsOnlyDuplicates.value() || !finder.groups.value().empty(); }
+
+void Desk::open(const URL& directory) {
+  notice_ = "";
+  showsOnlyDuplicates = false;
+  finder.forget();
+  shelf_.open(directory);
+  tasks_.add(
+      [this, directory]() -> Async<void> { co_await withIsolation(saving_, [directory] { remember(directory); }); });
+}
 
 void Desk::compare() {
   const auto all = shelf_.listing.value();

@@ -33,6 +33,8 @@ class Desk {
   void search(const std::string& text) { shelf_.search = text; }
   Tessaly::Property<bool> showsOnlyDuplicates = false;
 
+  /// Shows another directory, and stores it for the next start.
+  void open(const Tessaly::URL& directory);
   void compare();
   void pauseOrResume();
   void stop() { finder.cancel(); }

@@ -34,11 +34,15 @@ std::vector<Files> ofEqualSize(const Files& files) {
 
 }  // namespace
 
-void DuplicateFinder::start(const URL& directory, const Files& files) {
+void DuplicateFinder::forget() {
   cancel();
   groups = {};
   progress = 0;
   unreadable = 0;
+}
+
+void DuplicateFinder::start(const URL& directory, const Files& files) {
+  forget();
   state = State::searching;
   tasks_.add([this, directory, candidates = ofEqualSize(files)] { return search(directory, candidates); });
 }

@@ -17,6 +17,8 @@ class DuplicateFinder {
  public:
   enum class State : std::uint8_t { idle, searching, paused };
 
+  /// Ends the search, and forgets what it found.
+  void forget();
   /// Begins a new search and forgets the former one.
   void start(const Tessaly::URL& directory, const Files& files);
   void pause();

@@ -14,19 +14,29 @@ namespace keeper {
 using namespace Tessaly;
 
 Shelf::Shelf(URL directory, FileManager& files, const Locale& locale)
-    : directory_(std::move(directory)), files_(files), index_(std::make_shared<FileIndex>(locale)) {
+    : directory_(std::move(directory)), files_(files), locale_(locale), index_(std::make_shared<FileIndex>(locale)) {
   publishing_.add([this] { return publish(); });
-  withContinuousObservation([this] { return updateDelay_.value(); },
-                            [this](int delay) {
-                              following_.end();
-                              following_.add([this, delay] { return follow(std::chrono::milliseconds(delay)); });
-                            })
+  withContinuousObservation(
+      [this] { return std::pair(directory_.value(), updateDelay_.value()); },
+      [this](const auto& wanted) {
+        following_.end();
+        following_.add([this, wanted] { return follow(wanted.first, std::chrono::milliseconds(wanted.second)); });
+      })
       .store(tokens_);
 }
 
-Async<void> Shelf::follow(std::chrono::milliseconds delay) {
+void Shelf::open(const URL& directory) {
+  following_.end();
+  index_ = std::make_shared<FileIndex>(locale_);
+  revision_ = 0;
+  problem = "";
+  listing = nullptr;
+  directory_ = directory;
+}
+
+Async<void> Shelf::follow(URL directory, std::chrono::milliseconds delay) {
   try {
-    auto changes = directoryChanges(files_, directory_, {.debounce = delay}).makeAsyncIterator();
+    auto changes = directoryChanges(files_, directory, {.debounce = delay}).makeAsyncIterator();
     bool isListing = true;
     while (auto some = co_await changes.next()) {
       // The work beside the main thread owns what it uses, because the shelf may end meanwhile.
@@ -50,8 +60,9 @@ Async<void> Shelf::publish() {
   for (;;) {
     const auto [revision, text, hidden] = *co_await requests.next();
     if (revision == 0) continue;
-    listing =
-        co_await withIsolation(indexing_, [index = index_, text, hidden] { return index->matching(text, hidden); });
+    const auto index = index_;
+    auto found = co_await withIsolation(indexing_, [index, text, hidden] { return index->matching(text, hidden); });
+    if (index == index_) listing = std::move(found);
   }
 }
 

@@ -23,8 +23,10 @@ class Shelf {
   explicit Shelf(Tessaly::URL directory, Tessaly::FileManager& files = Tessaly::FileManager::default_(),
                  const Tessaly::Locale& locale = Tessaly::Locale::current());
 
-  [[nodiscard]] const Tessaly::URL& directory() const noexcept { return directory_; }
-  [[nodiscard]] Tessaly::URL url(const File& file) const { return directory_.appendingPathComponent(file.name); }
+  /// Shows another directory. No file is listed until that directory was read.
+  void open(const Tessaly::URL& directory);
+  [[nodiscard]] Tessaly::URL directory() const { return directory_; }
+  [[nodiscard]] Tessaly::URL url(const File& file) const { return directory().appendingPathComponent(file.name); }
 
   /// The text that the user types into the search field.
   Tessaly::Property<std::string> search;
@@ -35,11 +37,13 @@ class Shelf {
 
  private:
   /// Reads the directory and follows it. Collects its changes for the delay.
-  Tessaly::Async<void> follow(std::chrono::milliseconds delay);
+  Tessaly::Async<void> follow(Tessaly::URL directory, std::chrono::milliseconds delay);
   Tessaly::Async<void> publish();
 
-  Tessaly::URL directory_;
+  Tessaly::Property<Tessaly::URL> directory_;
   Tessaly::FileManager& files_;
+  Tessaly::Locale locale_;
+  /// The files of the directory. Another directory has another index, which late work on the former one cannot change.
   std::shared_ptr<FileIndex> index_;
   Tessaly::Isolation indexing_ = Tessaly::Isolation::serial();
   Tessaly::Property<int> revision_ = 0;

@@ -26,6 +26,7 @@ constexpr std::array translations{
     Translations{"Kind", "Art", "النوع"},
     Translations{"Modified", "Geändert", "تاريخ التعديل"},
     Translations{"Files", "Dateien", "الملفات"},
+    Translations{"Open", "Öffnen", "فتح"},
     Translations{"Copy Path", "Pfad kopieren", "نسخ المسار"},
     Translations{"Save as CSV", "Als CSV sichern", "حفظ بصيغة CSV"},
     Translations{"Save as Zip", "Als Zip sichern", "حفظ بصيغة Zip"},

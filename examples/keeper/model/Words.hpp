@@ -15,6 +15,7 @@ enum class Word : std::uint8_t {
   kind,
   modified,
   files,
+  open,
   copyPath,
   saveTable,
   saveArchive,

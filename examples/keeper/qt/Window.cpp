@@ -77,7 +77,6 @@ QPalette colours(int window, int base, int weak) {
 }  // namespace
 
 Window::Window(Desk& desk) : desk_(desk) {
-  setWindowTitle(QString::fromStdString(desk.title()));
   setWindowIcon(QIcon::fromTheme("org.example.keeper"));
   resize(960, 560);
   auto* content = new QWidget;
@@ -87,6 +86,7 @@ Window::Window(Desk& desk) : desk_(desk) {
   makeBottom(layout);
   setCentralWidget(content);
   addShortcut(Qt::CTRL | Qt::Key_Q, &Window::quit);
+  addShortcut(Qt::CTRL | Qt::Key_O, &Window::open);
   addShortcut(Qt::CTRL | Qt::Key_D, &Window::compare);
   addShortcut(Qt::Key_F9, &Window::toggleDuplicates);
   addShortcut(Qt::Key_F10, &Window::showColumnsMenu);
@@ -107,6 +107,7 @@ void Window::makeBar(QBoxLayout* column) {
   QObject::connect(search, &QLineEdit::textChanged, this,
                    [this](const QString& text) { desk_.search(text.toStdString()); });
   row->addWidget(search, 1);
+  addButton(row, Word::open, &Window::open);
   addButton(row, Word::copyPath, &Window::copyPaths);
   addButton(row, Word::saveTable, &Window::saveTable);
   addButton(row, Word::saveArchive, &Window::saveArchive);
@@ -207,6 +208,7 @@ void Window::toggleDuplicates() {
 }
 
 void Window::follow() {
+  Qt6::bind(static_cast<QWidget*>(this), &QWidget::setWindowTitle, [&desk = desk_] { return desk.title(); });
   Qt6::bind(status_, &QLabel::setText, [&desk = desk_] { return desk.status(); });
   Qt6::bind(onlyDuplicates_, &QWidget::setEnabled, [&desk = desk_] { return desk.canShowOnlyDuplicates(); });
   Qt6::bind(progress_, &QProgressBar::setValue,
@@ -254,6 +256,10 @@ Files Window::selected() const {
   return files;
 }
 
+void Window::open() {
+  choose(Word::open, nullptr, [this](const URL& directory) { desk_.open(directory); });
+}
+
 void Window::saveLog() {
   choose(Word::saveLog, "keeper-log.csv", [this](const URL& file) { desk_.saveLog(file); });
 }
@@ -265,9 +271,13 @@ void Window::choose(Word title, const char* name, void (Desk::*save)(const Files
 void Window::choose(Word title, const char* name, const std::function<void(const URL&)>& save) {
   auto* dialog = new QFileDialog(this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->setWindowTitle(label(title));
-  dialog->setAcceptMode(QFileDialog::AcceptSave);
-  dialog->selectFile(name);
+  if (name == nullptr) {
+    dialog->setFileMode(QFileDialog::Directory);
+  } else {
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->selectFile(name);
+  }
+  dialog->setWindowTitle(label(title));  // The last, because a new mode sets a title of its own.
   QObject::connect(dialog, &QFileDialog::fileSelected, this,
                    [save](const QString& path) { save(URL::fileURLWithPath(path.toStdString())); });
   dialog->open();

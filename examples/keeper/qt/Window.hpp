@@ -44,12 +44,13 @@ class Window : public QMainWindow {
   void showTheme(Theme theme);
 
   [[nodiscard]] Files selected() const;
+  void open();
   void copyPaths() { desk_.copyPaths(selected()); }
   void saveTable() { choose(Word::saveTable, "files.csv", &Desk::saveTable); }
   void saveArchive() { choose(Word::saveArchive, "files.zip", &Desk::saveArchive); }
   void saveLog();
   void choose(Word title, const char* name, void (Desk::*save)(const Files&, const Tessaly::URL&));
-  /// Asks for the name of a file to write.
+  /// Asks for the name of a file to write, or for a directory if there is no name.
   void choose(Word title, const char* name, const std::function<void(const Tessaly::URL&)>& save);
   void compare() { desk_.compare(); }
   void pauseOrResume() { desk_.pauseOrResume(); }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <semaphore>
 #include <set>
 #include <string>
@@ -19,6 +20,7 @@
 #include "Desk.hpp"
 #include "DuplicateFinder.hpp"
 #include "Log.hpp"
+#include "Opening.hpp"
 #include "Preferences.hpp"
 #include "Sharing.hpp"
 #include "Shelf.hpp"
@@ -172,6 +174,28 @@ TEST_F(KeeperTest, EveryColumnHasASettingOfItsOwn) {
   EXPECT_EQ(names.size(), columns.size());
   for (const SettingDescription& key : settings->publishedKeys()) names.erase(key.name);
   EXPECT_TRUE(names.empty());
+}
+
+TEST_F(KeeperTest, OpensAnotherDirectoryAndRemembersIt) {
+  std::filesystem::create_directory(path / "other");
+  std::ofstream(path / "other" / "new") << "1";
+  for (const char* name : {"a", "b"}) write(name, "same");
+  const auto shelf = shelfIn("en");
+  Desk desk(*shelf);
+  waitForNames(*shelf, {"a", "b", "other"});
+  desk.compare();
+  waitUntil([&] { return desk.canShowOnlyDuplicates(); });
+  desk.open(URL::fileURLWithPath((path / "other").string(), URL::DirectoryHint::isDirectory));
+  EXPECT_EQ(desk.listing(), nullptr);
+  EXPECT_FALSE(desk.canShowOnlyDuplicates());
+  EXPECT_EQ(desk.title(), "other — Keeper");
+  waitForNames(*shelf, {"new"});
+  write("c");
+  write("other/later");
+  waitForNames(*shelf, {"later", "new"});
+  EXPECT_EQ(shelf->url(*shelf->listing.value()->files.front()).path(), (path / "other/later").string());
+  waitUntil([] { return Default<std::optional<URLBookmark>>::value(directoryKey).has_value(); });
+  EXPECT_EQ(directoryToShow("", "/nowhere").lastPathComponent(), "other");
 }
 
 TEST_F(KeeperTest, SaysWhyItStopsFollowing) {

@@ -162,6 +162,24 @@ TEST_P(KeeperWindow, SelectionIsSavedAsTableAndArchive) {
   EXPECT_NE(contentsOf(archive).find("a"), std::string::npos);
 }
 
+TEST_P(KeeperWindow, OpenedDirectoryIsShownAndFollowed) {
+  write("a");
+  std::filesystem::create_directory(path("other"));
+  write("other/b");
+  open();
+  EXPECT_TRUE(copies(path("a") + "\n" + path("other")));
+  const std::string shown = setting("directory");
+  display_.press({"Control_L", "o"});
+  ASSERT_TRUE(waitUntil([&] { return display_.focus("Open"); }));
+  display_.type(path("other"));
+  display_.press({"Return"});
+  ASSERT_TRUE(waitUntil([&] { return setting("directory") != shown; })) << contentsOf(output_);
+  ASSERT_TRUE(waitUntil([&] { return display_.focus("other — Keeper"); }));
+  EXPECT_TRUE(copies(path("other/b")));
+  write("other/c");
+  EXPECT_TRUE(copies(path("other/b") + "\n" + path("other/c")));
+}
+
 TEST_P(KeeperWindow, KeysHideAColumn) {
   open();
   EXPECT_EQ(setting("shows-size"), "");
