@@ -7,6 +7,7 @@ flatpak-builder reads the manifest, but builds nothing, because a build needs a 
 
 import configparser
 import json
+import os
 import pathlib
 import shutil
 import subprocess
@@ -17,6 +18,8 @@ IDENTIFIER = "org.example.keeper"
 SKIPPED = 77
 # The display, and the directory that Keeper shows, for reading. The portals of the desktop do the rest.
 PERMISSIONS = {"--socket=wayland", "--socket=fallback-x11", "--share=ipc", "--device=dri", "--filesystem=xdg-download:ro"}
+# The modules install files that only a build needs, and a library that only tests need.
+CLEANED = {"/include", "/lib/cmake", "/lib/pkgconfig", "/share/cmake", "/share/pkgconfig", "/lib/libTessalyTesting.so*"}
 
 
 def complaints_of_builder(path):
@@ -25,6 +28,24 @@ def complaints_of_builder(path):
                                 capture_output=True, text=True)
     # It only warns of a property that it does not know.
     return [f"flatpak-builder: {result.stderr}"] if result.returncode != 0 or result.stderr else []
+
+
+def complaints_of_entry(module, directory):
+    """What the installed desktop entry promises and Flatpak does not keep."""
+    name = f"share/applications/{IDENTIFIER}.desktop"
+    with tempfile.TemporaryDirectory() as prefix:
+        installed = pathlib.Path(prefix) / name
+        installed.parent.mkdir(parents=True)
+        shutil.copy(directory / f"{IDENTIFIER}.desktop", installed)
+        for command in module.get("post-install", []):
+            subprocess.run(["sh", "-c", command], env=os.environ | {"FLATPAK_DEST": prefix}, check=True)
+        entry = configparser.ConfigParser(interpolation=None)
+        entry.read(installed, encoding="utf-8")
+    entry = entry["Desktop Entry"]
+    # Flatpak hands files to a sandbox, but no directory outside it: the portal answers "Invalid fd passed".
+    if "%" in entry["Exec"] or "MimeType" in entry:
+        return ["the desktop entry in the sandbox accepts directories, which Flatpak refuses to hand over"]
+    return []
 
 
 def complaints_of(manifest, directory):
@@ -36,6 +57,8 @@ def complaints_of(manifest, directory):
     own = [module for module in manifest["modules"] if module["sources"][0]["type"] == "dir"]
     if [module["name"] for module in own] != ["tessaly", "keeper"]:
         complaints.append("the library and Keeper should be built from this tree, in this order")
+    complaints += [f"the application keeps {kept}" for kept in sorted(CLEANED - set(manifest["cleanup"]))]
+    complaints += complaints_of_entry(manifest["modules"][-1], directory)
     for module in own:
         sources = directory / module["sources"][0]["path"] / module.get("subdir", "")
         if not (sources / "CMakeLists.txt").exists():
