@@ -47,7 +47,9 @@ namespace Tessaly::inline v1::Gtk4 {
 /// step.
 ///
 /// A text that an input method still composes is not judged or marked. If the composition replaces a selection, the
-/// change is judged when the text is committed. Editing does not end during a composition.
+/// change is judged when the text is committed. Editing does not end during a composition. Some input methods commit
+/// only after the focus has left, and after editing has ended. The committed text then replaces the selection of the
+/// composition, and editing ends a second time.
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
 /// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
@@ -178,9 +180,9 @@ class FormatterHook {
   /// Ends editing if the focus has left the field, unless editing has already ended with this text. Does nothing during
   /// a change by the hook itself, because the text may then be one that the user has not typed.
   void leave() {
-    if (text_.isChanging() || !text_.isThere() || gtk_widget_has_focus(text_.widget())) return;
-    isLeft_ = changes_.isComposing();
-    if (isLeft_) return;
+    if (text_.isChanging() || !text_.isThere()) return;
+    if (gtk_widget_has_focus(text_.widget())) return changes_.stay();
+    if (changes_.leaveComposition()) return;
     if (changes_.settle() && !formatted_.hasEndedWith(text_.get())) finish();
   }
 
@@ -199,11 +201,7 @@ class FormatterHook {
   detail::EditableText text_;
   detail::FieldMark mark_;
   detail::FormattedField formatted_;
-  /// Whether the focus has left the field during a composition, which must end first.
-  bool isLeft_ = false;
-  detail::JudgedChanges changes_{text_, formatted_, [this] {
-                                   if (std::exchange(isLeft_, false)) leave();
-                                 }};
+  detail::JudgedChanges changes_{text_, formatted_, [this] { leave(); }};
   detail::FieldConnections<FormatterHook> connections_{text_, *this};
 };
 

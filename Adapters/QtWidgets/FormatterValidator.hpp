@@ -2,6 +2,7 @@
 // Component: Tessaly::QtWidgetsAdapter
 #pragma once
 
+#include <QCoreApplication>
 #include <QEvent>
 #include <QFocusEvent>
 #include <QGuiApplication>
@@ -47,7 +48,8 @@ namespace Tessaly::inline v1::Qt6 {
 /// the refused change. In this mode the field gets no property, no colour and no tooltip.
 ///
 /// A text that an input method still composes is not judged or marked. If the composition replaces a selection, the
-/// change is judged when the text is committed. Editing does not end during a composition.
+/// change is judged when the text is committed. Editing does not end during a composition. If the focus leaves during a
+/// composition, and the input method does not commit before, editing ends in the next turn of the event loop.
 ///
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two classes drop typed
 /// characters. If a change is refused without a replacement, `FormatterValidator` leaves the text, the cursor and the
@@ -87,7 +89,7 @@ class FormatterValidator : public QValidator {
     QObject::connect(field, &QLineEdit::inputRejected, this, [this] { noteRefusal(); });
     QObject::connect(field, &QLineEdit::textChanged, this, [this](const QString& text) {
       if (refusal_ && refusal_->text != text) refusal_.reset();
-      if (isComposing_) return;
+      if (isComposing()) return;
       forgetComposedOver();
       if (formatted_.isMarked()) markText();
     });
@@ -112,7 +114,7 @@ class FormatterValidator : public QValidator {
     const std::optional<std::string> text = formatted_.show(std::move(object));
     if (!text) return false;
     refusal_.reset();
-    isComposing_ = false;
+    composed_.clear();
     composedOver_.reset();
     if (change([&] { field_->setText(QString::fromStdString(*text)); })) static_cast<void>(showMark({}));
     return true;
@@ -141,11 +143,16 @@ class FormatterValidator : public QValidator {
   /// replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  /// Ends editing from the program, as Return does, but without `returnPressed`. An input method commits its text
-  /// first. Returns true if the field accepts the text, perhaps with a correction. `objectValue()` is then its object.
-  /// Returns false if the field keeps its text as it is, or if a handler has destroyed this validator. A call in a
-  /// handler of this validator ends nothing, and only returns whether the field has accepted its text.
-  bool endEditing() { return !isTakenAsItIs_ && (formatted_.isTelling() ? !isEdited() : end()); }
+  /// Ends editing from the program, as Return does, but without `returnPressed`. A text that is still composed is
+  /// committed first, even if the input method does not commit by itself. Returns true if the field accepts the text,
+  /// perhaps with a correction. `objectValue()` is then its object. Returns false if the field keeps its text as it is,
+  /// or if a handler has destroyed this validator. A call in a handler of this validator ends nothing, and only returns
+  /// whether the field has accepted its text.
+  bool endEditing() {
+    if (isTakenAsItIs_) return false;
+    if (formatted_.isTelling()) return !isEdited();
+    return requestCommit() && commitComposed() && finish();
+  }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
     // During its destruction, a field loses the keyboard focus after it has become a mere `QWidget`.
@@ -159,6 +166,7 @@ class FormatterValidator : public QValidator {
         press(static_cast<QKeyEvent*>(event)->key());
         break;
       case QEvent::InputMethod:
+        if (isResetting_) return true;
         if (settle()) compose(*static_cast<QInputMethodEvent*>(event));
         break;
       case QEvent::ShortcutOverride:
@@ -175,7 +183,7 @@ class FormatterValidator : public QValidator {
 
   State validate(QString& input, int& position) const override {
     judged_.reset();
-    if (isComposing_) return worthOf(input);
+    if (isComposing()) return worthOf(input);
     Answer answer;
     answer.kind = Answer::Kind::refused;
     answer.isRefusal = true;
@@ -220,11 +228,27 @@ class FormatterValidator : public QValidator {
 
   void press(int key) {
     if (key != ::Qt::Key_Return && key != ::Qt::Key_Enter) return static_cast<void>(settle());
-    end();
+    if (requestCommit() && !isComposing()) finish();
   }
-  bool end() {
-    if (isComposing_) QGuiApplication::inputMethod()->commit();
-    return !isComposing_ && finish();
+
+  /// Whether the field shows a text that is still composed, and the last event of the input method had no other text.
+  [[nodiscard]] bool isComposing() const noexcept { return !composed_.isEmpty(); }
+  /// Asks an input method that composes to commit its text. Not every input method does it. Returns whether this
+  /// validator still exists.
+  [[nodiscard]] bool requestCommit() {
+    return !isComposing() || formatted_.outlives([] { QGuiApplication::inputMethod()->commit(); });
+  }
+  /// Commits the composed text in place of the input method, and resets the input method. The field ignores the text
+  /// that some input methods commit at the reset. Returns whether this validator still exists.
+  [[nodiscard]] bool commitComposed() {
+    if (!isComposing()) return true;
+    QInputMethodEvent event;
+    event.setCommitString(composed_);
+    if (!formatted_.outlives([&] { QCoreApplication::sendEvent(field_, &event); })) return false;
+    isResetting_ = true;
+    if (!formatted_.outlives([] { QGuiApplication::inputMethod()->reset(); })) return false;
+    isResetting_ = false;
+    return true;
   }
 
   /// Prepares for an event of the input method, which the field receives next. A text that is still composed is not
@@ -238,10 +262,10 @@ class FormatterValidator : public QValidator {
       composedOver_ = {length > 0 ? field_->selectionStart() : field_->cursorPosition(), length};
       if (isOnlyComposed) spareSuffix();
     }
-    if (isOver && (isComposing_ || composedOver_)) {
+    if (isOver && (isComposing() || composedOver_)) {
       QMetaObject::invokeMethod(this, [this] { endComposition(); }, ::Qt::QueuedConnection);
     }
-    isComposing_ = isOnlyComposed;
+    composed_ = isOnlyComposed ? event.preeditString() : QString();
   }
   /// Takes the suffix out of the selection, so that the field does not remove it.
   void spareSuffix() {
@@ -252,7 +276,7 @@ class FormatterValidator : public QValidator {
   }
   /// Judges the text after a composition that has ended without a further change. Qt does not ask about such a text.
   void endComposition() {
-    if (isComposing_ || !settle() || !composedOver_) return;
+    if (isComposing() || !settle() || !composedOver_) return;
     const QString text = field_->text();
     Answer answer = text == standing_ ? Answer() : answerTo(text, field_->cursorPosition());
     if (answer.kind != Answer::Kind::accepted) {
@@ -279,7 +303,7 @@ class FormatterValidator : public QValidator {
   }
 
   void stayBeforeSuffix(int cursor) {
-    if (field_->hasSelectedText() || isComposing_) return;
+    if (field_->hasSelectedText() || isComposing()) return;
     const std::string text = field_->text().toStdString();
     const int last = detail::positionIn(text, formatted_.editing().lastPosition(text));
     if (cursor > last) field_->setCursorPosition(last);
@@ -356,9 +380,20 @@ class FormatterValidator : public QValidator {
     return length == 0 || change([&] { field_->setSelection(start, length); });
   }
 
-  /// Qt has asked the input method to commit its text before the focus leaves.
+  /// Qt has asked the input method to commit its text before the focus leaves. Some input methods commit only after
+  /// this event, in the same turn of the loop.
   void leave() {
-    isComposing_ = false;
+    if (!isComposing()) return endAfterFocus();
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+          if (!field_->hasFocus()) endAfterFocus();
+        },
+        ::Qt::QueuedConnection);
+  }
+  /// Ends editing because the focus has left, unless editing has already ended with this text.
+  void endAfterFocus() {
+    composed_.clear();
     if (!settle()) return;
     if (composedOver_) forgetComposedOver();
     if (!formatted_.hasEndedWith(field_->text().toStdString())) finish();
@@ -389,9 +424,10 @@ class FormatterValidator : public QValidator {
   /// The start and the length of the selection in `standing_` that the input method replaces, or the cursor and 0.
   /// Absent after the change was judged.
   std::optional<std::pair<int, int>> composedOver_;
-  /// Whether the field shows a text that is still composed, and the last event of the input method had no other text.
-  bool isComposing_ = false;
+  /// The text that the input method still composes, if its last event had no other text.
+  QString composed_;
   bool isTakenAsItIs_ = false;
+  bool isResetting_ = false;
 };
 
 }  // namespace Tessaly::inline v1::Qt6

@@ -29,14 +29,18 @@ namespace Tessaly::inline v1::detail {
 /// A deletion waits, because the insertion that replaces the deleted text may follow. If no insertion follows, the
 /// deletion is judged in the next turn of the main loop, or earlier at a call of `settle`.
 ///
+/// An input method in another process may commit its text only after the focus has left the field. The committed text
+/// then takes the place that it would have taken before. The owner must end editing again.
+///
 /// A handler of the host may destroy this object and the field. `restart`, `settle`, `complete` and `replace` return
 /// whether both still exist.
 class JudgedChanges {
  public:
-  /// Connects the signals and the keys of the field. A turn of the main loop that has judged the pending changes then
-  /// calls `settled`.
-  JudgedChanges(EditableText& text, FormattedField& formatted, std::function<void()> settled)
-      : text_(text), formatted_(formatted), settled_(std::move(settled)) {
+  /// Connects the signals and the keys of the field. After the focus has left the field during a composition,
+  /// `committed` is called in the turn of the main loop in which the composition has ended, and in the turn of a later
+  /// commit.
+  JudgedChanges(EditableText& text, FormattedField& formatted, std::function<void()> committed)
+      : text_(text), formatted_(formatted), committed_(std::move(committed)) {
     connections_.connect<&JudgedChanges::inserting>("insert-text");
     connections_.connect<&JudgedChanges::deleting>("delete-text");
     // No insertion follows the deletion that a key or the cut command makes.
@@ -50,6 +54,7 @@ class JudgedChanges {
     held_.reset();
     lost_.forget();
     composition_.takeOrigin();
+    stay();
     history_.clear();
     return text_.set(text);
   }
@@ -95,6 +100,19 @@ class JudgedChanges {
   bool redo() { return go(&FieldHistory::redo); }
 
   [[nodiscard]] bool isComposing() const noexcept { return composition_.isComposing(); }
+  /// Notes that the focus has left the field. Returns whether a composition was left, so that editing must end later.
+  /// Some input methods end the composition before they notice the loss of the focus, and commit after it.
+  [[nodiscard]] bool leaveComposition() {
+    if (!isComposing() && !hasComposed_) return false;
+    if (!left_) left_ = composition_.origin().value_or(text_.present());
+    isEndDue_ = true;
+    return true;
+  }
+  /// Notes that the composition, if the focus has left one, can no longer be committed.
+  void stay() noexcept {
+    left_.reset();
+    isEndDue_ = false;
+  }
   /// Notes whether an input method shows a text that is still composed. Returns whether a composition has ended now.
   [[nodiscard]] bool compose(bool isComposing) {
     if (!composition_.note(isComposing)) return false;
@@ -102,6 +120,7 @@ class JudgedChanges {
       static_cast<void>(composeOver());
       return false;
     }
+    hasComposed_ = true;
     settling_.request();  // The composed text may still be inserted before that.
     return true;
   }
@@ -115,6 +134,9 @@ class JudgedChanges {
 
   void insert(std::string_view inserted, int* position) {
     if (text_.isChanging()) return;
+    if (const std::optional<SelectedText> left = std::exchange(left_, std::nullopt)) {
+      return commitLate(*left, inserted, position);
+    }
     const std::optional<TextSelection> lost = lost_.take();
     if (lost && !held_) held_ = lost->range();
     const std::optional<SelectedText>& origin = composition_.origin();
@@ -139,6 +161,23 @@ class JudgedChanges {
     static_cast<void>(tellRefusal(answer, parts, inserted));
   }
 
+  /// Inserts a text that the input method commits after the focus has left. `left` is the text and the selection before
+  /// the composition.
+  void commitLate(const SelectedText& left, std::string_view inserted, int* position) {
+    const TextParts parts = partsAround(left.text, left.selection.range());
+    const Answer answer = answerTo(parts, inserted);
+    stop("insert-text");
+    const std::string before = parts.before + std::string(inserted);
+    SelectedText shown = withCursor(before + parts.behind, before.size());
+    if (answer.kind == Answer::Kind::replaced) shown = withCursor(answer.text, answer.cursor);
+    if (answer.kind == Answer::Kind::refused) shown = composition_.origin().value_or(text_.present());
+    *position = shown.selection.cursor;
+    held_.reset();
+    isEndDue_ = true;
+    settling_.request();
+    static_cast<void>(replace(shown) && tellRefusal(answer, parts, inserted));
+  }
+
   /// Performs a pending deletion and inserts the text there. Without a pending deletion, leaves the insertion to the
   /// field.
   void take(std::string_view inserted, int* position) {
@@ -157,6 +196,8 @@ class JudgedChanges {
     if (composition_.origin()) remember();  // A change during the composition is judged alone.
     if (end < 0) end = text_.length();
     if (start >= end) return;
+    // The field deletes its selection before it inserts a committed text.
+    if (TextRange{start, end} != text_.selection().range()) stay();
     stop("delete-text");
     const std::optional<TextSelection> lost = lost_.take();
     held_ = lost ? lost->range() : TextRange{start, end};
@@ -224,21 +265,29 @@ class JudgedChanges {
   }
 
   void turn() {
+    hasComposed_ = false;
     if (!settle()) return;
     lost_.restoreSoon();
-    const std::function<void()> settled = settled_;  // The call may destroy this object.
-    settled();
+    if (isComposing() || !std::exchange(isEndDue_, false)) return;
+    const std::function<void()> committed = committed_;  // The call may destroy this object.
+    committed();
   }
 
   void stop(const char* signal) { g_signal_stop_emission_by_name(text_.editable(), signal); }
 
   EditableText& text_;
   FormattedField& formatted_;
-  const std::function<void()> settled_;
+  const std::function<void()> committed_;
   HistoryKeys<JudgedChanges> keys_{text_, *this};
   FieldHistory history_;
   LostSelection lost_{text_};
   Composition composition_{text_};
+  /// The text and the selection before the composition that the focus has left. Absent after the commit.
+  std::optional<SelectedText> left_;
+  /// Whether a composition has ended since the last turn of the main loop.
+  bool hasComposed_ = false;
+  /// Whether editing must end because the focus has left a composition.
+  bool isEndDue_ = false;
   /// The deletion that waits.
   std::optional<TextRange> held_;
   LaterCall<JudgedChanges> settling_{*this, &JudgedChanges::turn, G_PRIORITY_HIGH};

@@ -378,6 +378,87 @@ TEST_F(GtkField, ChecksATextThatTheInputMethodCommitsWhenTheFocusLeaves) {
   EXPECT_EQ(ends_, 1);
 }
 
+TEST_F(GtkField, CommitAfterTheFocusLeftEndsEditingAgain) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+  hook_->setObjectValue(50);
+  press({"End"});
+  compose("0");
+  leave();
+  settle();
+  EXPECT_EQ(text(), "50 bpm");
+  EXPECT_EQ(ends_, 1);
+  Tests::InputMethod::commitLate("0");
+  settle();
+  EXPECT_EQ(text(), "300 bpm");
+  EXPECT_EQ(refused_, (Strings{"500 bpm"}));
+  EXPECT_EQ(ends_, 2);
+}
+
+TEST_F(GtkField, CommitAfterTheFocusLeftReplacesTheSelection) {
+  for (const FieldChecking checking : {FieldChecking::atEveryChange, FieldChecking::atTheEnd}) {
+    checking_ = checking;
+    police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+    hook_->setObjectValue(50);
+    focus();
+    press({"Control_L", "a"});
+    compose("60");
+    takeFocus();
+    settle();
+    EXPECT_EQ(text(), "50 bpm");
+    Tests::InputMethod::commitLate("60");
+    settle();
+    EXPECT_EQ(text(), "60 bpm");
+    EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(60));
+  }
+  EXPECT_TRUE(hook_->undo());
+  EXPECT_EQ(text(), "50 bpm");
+}
+
+TEST_F(GtkField, CompositionThatEndsAsTheFocusLeavesMayBeCommittedLater) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+  hook_->setObjectValue(50);
+  press({"Control_L", "a"});
+  compose("60");
+  Tests::InputMethod::compose({});
+  takeFocus();
+  settle();
+  EXPECT_EQ(text(), "50 bpm");
+  Tests::InputMethod::commitLate("60");
+  settle();
+  EXPECT_EQ(text(), "60 bpm");
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(60));
+}
+
+TEST_F(GtkField, RefusedCommitAfterTheFocusLeftChangesNothing) {
+  police(Formatters::CharactersLimit::make(4));
+  type("ab");
+  compose("cd");
+  leave();
+  settle();
+  Tests::InputMethod::commitLate("cd");
+  settle();
+  EXPECT_EQ(text(), "ab");
+  EXPECT_EQ(refused_, (Strings{"abcd"}));
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(GtkField, TextOfTheProgramAfterALeftCompositionEndsNothing) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  hook_->setObjectValue(50);
+  press({"End"});
+  compose("0");
+  leave();
+  settle();
+  gtk_editable_set_text(field_, "999");
+  settle();
+  EXPECT_EQ(text(), "999");
+  EXPECT_EQ(hook_->state(), FieldState::invalid);
+  EXPECT_EQ(ends_, 1);
+}
+
 TEST_F(GtkField, ReplacesACodePointInputByTheBound) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("55");

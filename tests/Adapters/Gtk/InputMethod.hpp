@@ -34,6 +34,8 @@ class InputMethod {
     if (!former.empty() && text.empty()) g_signal_emit_by_name(focused, "preedit-end");
   }
   static void commit(const std::string& text) { g_signal_emit_by_name(focused, "commit", text.c_str()); }
+  /// Commits a text in the field that the focus has left last, as the answer of another process does.
+  static void commitLate(const std::string& text) { g_signal_emit_by_name(left, "commit", text.c_str()); }
   /// Deletes characters before the cursor. Returns whether the field did it.
   static bool deleteBefore(int count) {
     gboolean isDone = FALSE;
@@ -48,10 +50,10 @@ class InputMethod {
     methods->focus_in = [](GtkIMContext* context) { focused = context; };
     methods->focus_out = [](GtkIMContext* context) {
       if (focused != context) return;
-      const std::string left = composed;
-      if (!left.empty()) compose({});
-      if (!left.empty() && commitsWhenLeft) commit(left);
-      focused = nullptr;
+      const std::string composing = composed;
+      if (!composing.empty()) compose({});
+      if (!composing.empty() && commitsWhenLeft) commit(composing);
+      left = std::exchange(focused, nullptr);
     };
     methods->reset = [](GtkIMContext* context) {
       if (!composed.empty()) compose({});
@@ -67,6 +69,7 @@ class InputMethod {
 
   static inline GtkIMContextClass* parent = nullptr;
   static inline GtkIMContext* focused = nullptr;
+  static inline GtkIMContext* left = nullptr;
   static inline std::string composed;
 };
 

@@ -315,6 +315,73 @@ TEST_F(QtField, ValidatorMayEndWhileACompositionBegins) {
   EXPECT_EQ(text(), "xyz12345");
 }
 
+// The input method of the test does nothing when it is asked to commit.
+TEST_F(QtField, ProgramEndsEditingDuringAComposition) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+  validator_->setObjectValue(NSNumber(50));
+  press({"End"});
+  compose("1");
+  EXPECT_TRUE(validator_->endEditing());
+  EXPECT_EQ(text(), "300 bpm");
+  EXPECT_EQ(refused_, (Strings{"501 bpm"}));
+  press({"Control_L", "a"});
+  compose("60");
+  EXPECT_TRUE(validator_->endEditing());
+  EXPECT_EQ(text(), "60 bpm");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(60));
+  compose("x");
+  EXPECT_FALSE(validator_->endEditing());
+  EXPECT_EQ(text(), "60x bpm");
+  EXPECT_EQ(ends_, 2);
+}
+
+TEST_F(QtField, ChecksATextThatTheInputMethodCommitsAfterTheFocusLeft) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+  validator_->setObjectValue(NSNumber(50));
+  QInputMethodEvent late;
+  late.setCommitString("60");
+  press({"End"});
+  compose("60");
+  other_->setFocus();
+  QCoreApplication::sendEvent(field_, &late);
+  settle();
+  EXPECT_EQ(text(), "300 bpm");
+  EXPECT_EQ(refused_, (Strings{"5060 bpm"}));
+  EXPECT_EQ(ends_, 1);
+  focus();
+  press({"Control_L", "a"});
+  compose("60");
+  other_->setFocus();
+  QCoreApplication::sendEvent(field_, &late);
+  settle();
+  EXPECT_EQ(text(), "60 bpm");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(60));
+  EXPECT_EQ(ends_, 2);
+}
+
+TEST_F(QtField, ProgramEndsEditingAfterARefusedComposition) {
+  police(Formatters::CharactersLimit::make(4));
+  type("abc");
+  press({"Control_L", "a"});
+  compose("wxyz");
+  EXPECT_TRUE(validator_->endEditing());
+  EXPECT_EQ(text(), "abc");
+  EXPECT_EQ(refused_, (Strings{"wxyz"}));
+}
+
+TEST_F(QtField, HandlerMayEndTheValidatorWhenTheProgramEndsAComposition) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::CharactersLimit::make(5));
+  type("ab");
+  compose("c");
+  endAtNextChange();
+  EXPECT_FALSE(validator_->endEditing());
+  EXPECT_TRUE(hasEnded());
+  EXPECT_EQ(text(), "abc");
+}
+
 TEST_F(QtField, CursorStaysBeforeTheSuffixAfterSelectingAll) {
   checking_ = FieldChecking::atTheEnd;
   const auto formatter = Formatters::RangeNumber<int>::make(ClosedRange(0, 100));
