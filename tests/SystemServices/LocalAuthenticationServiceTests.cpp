@@ -167,6 +167,14 @@ TEST(LAErrorTest, UnknownErrorHasCodeMinusOne) {
             "Error Domain=Tessaly.LAError Code=-1 \"Unable to evaluate policy for unknown reasons\"");
 }
 
+TEST(LAErrorTest, MessageForPeopleSaysTheReason) {
+  EXPECT_EQ(LAError(LAFailure::cancelled).localizedDescription(), "The user cancelled");
+  EXPECT_EQ(LAError(LAFailure::noService, "the system bus").localizedDescription(),
+            "No authority can be reached: the system bus");
+  EXPECT_EQ(LAError::unknownError().localizedDescription(),
+            "The operation couldn’t be completed. (Tessaly.LAError error -1.)");
+}
+
 TEST(LAErrorTest, InformationGivesTheReason) {
   for (int i = 0; i <= static_cast<int>(LAFailure::policyNotSupported); ++i) {
     const LAError error(static_cast<LAFailure>(i), "more");

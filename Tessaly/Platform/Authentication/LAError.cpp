@@ -54,6 +54,11 @@ std::string LAError::description() const {
          (found == userInfo_.end() ? "(null)" : found->second) + '"';
 }
 
+std::string LAError::localizedDescription() const {
+  const auto found = userInfo_.find("description");
+  return found == userInfo_.end() || !userInfo_.contains("reason") ? Error::localizedDescription() : found->second;
+}
+
 LAError LAError::unknownError() {
   return LAError(Code::authenticationFailed, {{"description", "Unable to evaluate policy for unknown reasons"}});
 }

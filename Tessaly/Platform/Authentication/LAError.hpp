@@ -17,9 +17,11 @@ namespace Tessaly::inline v1 {
 enum class LAFailure : std::uint8_t {
   /// The system gave no reason.
   unknown,
-  /// The user dismissed the authentication dialog.
+  /// The user dismissed the authentication dialog, and the authentication agent has reported that.
   cancelled,
-  /// The user failed to authenticate, or the system's policy forbids the application's action to this user.
+  /// The user failed to authenticate, or the system's policy forbids the application's action to this user. Also the
+  /// end of the authentication agent during the request, and a dismissal that the agent reports as a failure. The
+  /// system does not distinguish these cases.
   denied,
   /// The session has no authentication agent. An agent is the program that asks the user.
   noAgent,
@@ -79,6 +81,9 @@ class TESSALY_EXPORT LAError final : public Error {
   [[nodiscard]] std::string domain() const override;
   /// For example `Error Domain=Tessaly.LAError Code=-2 "The user cancelled"`.
   [[nodiscard]] std::string description() const override;
+  /// The message for people: "description" in `userInfo()`, in English. Without a "reason" there, the message of
+  /// `Error`.
+  [[nodiscard]] std::string localizedDescription() const override;
 
   /// Sets a value in `userInfo()`.
   void setInformation(std::string key, std::string value) {
