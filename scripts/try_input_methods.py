@@ -111,7 +111,7 @@ class Desktop:
 
 def saved(program, title, method, keys):
     """The lines that the form prints after these keys, and after the button at its end."""
-    with tempfile.TemporaryDirectory() as home:
+    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as home:
         desktop = Desktop(method, home)
         try:
             desktop.start(["xev", "-name", "elsewhere", "-geometry", "60x60+830+630"])
