@@ -94,14 +94,12 @@ class OwnedTasks {
   Task<> add(TaskPriority priority, Operation&& operation) {
     static_assert(std::is_void_v<detail::OperationResult<std::decay_t<Operation>>>,
                   "a task of OwnedTasks gives no result: let it change its owner, or use a Task");
-    struct Given {
-      Operation&& operation;
-    } given{std::forward<Operation>(operation)};
+    detail::GivenOperation<Operation> given{static_cast<Operation&&>(operation)};
     return start(
         priority,
-        [](void* given, TaskPriority taskPriority, Isolation&& isolation) {
-          return detail::makeReportedTask(taskPriority, std::move(isolation),
-                                          std::forward<Operation>(static_cast<Given*>(given)->operation));
+        [](void* source, TaskPriority taskPriority, Isolation&& isolation) {
+          return detail::makeReportedTask(taskPriority, std::move(isolation), detail::GivenOperation<Operation>::kind,
+                                          source);
         },
         &given);
   }

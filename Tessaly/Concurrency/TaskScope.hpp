@@ -68,11 +68,11 @@ class TaskScope {
     static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
                   "a task of a TaskScope gives no result: let it write to a variable made before the scope");
     const auto finished = detail::makeRoomForTask(tasks_);
+    detail::GivenOperation<Operation> given{std::forward<Operation>(operation)};
     return start(detail::taskScope.withValue(identifier_, [&] {
-      return Retained<detail::TaskState<void>>::adopt(
-          detail::makeReportedTask(options.priority.value_or(Task<>::currentPriority()),
-                                   options.isolation ? std::move(*options.isolation) : Isolation::current(),
-                                   std::forward<Operation>(operation)));
+      return Retained<detail::TaskState<void>>::adopt(detail::makeReportedTask(
+          options.priority.value_or(Task<>::currentPriority()),
+          options.isolation ? std::move(*options.isolation) : Isolation::current(), given.kind, &given));
     }));
   }
 

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Concurrency/OwnedTasks.hpp"
@@ -15,6 +19,9 @@
 
 namespace Tessaly {
 namespace {
+
+int calls = 0;
+void countACall() { ++calls; }
 
 class ReportedTask : public testing::Test {
  protected:
@@ -121,6 +128,65 @@ TEST_F(ReportedTask, CancellationAndSuccessAreNotLogged) {
   tasks.add([] {});  // Ends before it starts.
   tasks.end();
   EXPECT_EQ(arguments(), std::vector<std::string>());
+}
+
+TEST_F(ReportedTask, KeepsOverAlignedClosuresOnTheirBoundaries) {
+  struct alignas(256) Wide {
+    std::array<std::byte, 3000> bytes{};
+  };
+  std::uintptr_t misalignment = 1;
+  OwnedTasks tasks;
+  tasks.add([wide = Wide(), &misalignment] { misalignment = reinterpret_cast<std::uintptr_t>(&wide) % 256; });
+  MainQueue::drain();
+  EXPECT_EQ(0U, misalignment);
+}
+
+TEST_F(ReportedTask, CallsFunctionsAndConstantClosures) {
+  OwnedTasks tasks;
+  calls = 0;
+  tasks.add(countACall);
+  const auto closure = [] { ++calls; };
+  tasks.add(closure);
+  while (MainQueue::drain() > 0) continue;
+  EXPECT_EQ(2, calls);
+}
+
+TEST_F(ReportedTask, DestroysTheClosureOnceAtTheEndOfTheWork) {
+  const auto watched = std::make_shared<int>();
+  OwnedTasks tasks;
+  auto owned = std::make_unique<std::shared_ptr<int>>(watched);
+  const Task<> task = tasks.add([owned = std::move(owned)]() -> Async<void> { co_return; });
+  EXPECT_EQ(2, watched.use_count());
+  MainQueue::drain();
+  EXPECT_TRUE(task.isFinished());
+  EXPECT_EQ(1, watched.use_count());
+}
+
+TEST_F(ReportedTask, DestroysTheClosureOfATaskThatNeverStarts) {
+  const auto watched = std::make_shared<int>();
+  {
+    OwnedTasks tasks;
+    tasks.add([watched] {});
+    EXPECT_EQ(2, watched.use_count());
+  }
+  EXPECT_EQ(1, watched.use_count());
+}
+
+TEST_F(ReportedTask, ClosureThatCannotBeCopiedMakesNoTask) {
+  struct Uncopyable {
+    Uncopyable() = default;
+    Uncopyable(const Uncopyable&) { throw std::runtime_error("no copy"); }
+    void operator()() const { ++calls; }
+
+    std::shared_ptr<int> watched = std::make_shared<int>();
+  };
+  calls = 0;
+  OwnedTasks tasks;
+  const Uncopyable closure;
+  EXPECT_THROW(static_cast<void>(tasks.add(closure)), std::runtime_error);
+  MainQueue::drain();
+  EXPECT_EQ(0, calls);
+  EXPECT_EQ(1, closure.watched.use_count());
 }
 
 }  // namespace
