@@ -30,7 +30,8 @@ namespace Tessaly::inline v1::detail {
 /// deletion is judged in the next turn of the main loop, or earlier at a call of `settle`.
 ///
 /// An input method in another process may commit its text only after the focus has left the field. The committed text
-/// then takes the place that it would have taken before. The owner must end editing again.
+/// then takes the place that it would have taken before. The owner must end editing again. An insertion at the cursor
+/// counts as such a commit, until the focus returns or something else changes the text.
 ///
 /// A handler of the host may destroy this object and the field. `restart`, `settle`, `complete` and `replace` return
 /// whether both still exist.
@@ -105,12 +106,13 @@ class JudgedChanges {
   [[nodiscard]] bool leaveComposition() {
     if (!isComposing() && !hasComposed_) return false;
     if (!left_) left_ = composition_.origin().value_or(text_.present());
+    isLeft_ = true;
     isEndDue_ = true;
     return true;
   }
   /// Notes that the composition, if the focus has left one, can no longer be committed.
   void stay() noexcept {
-    left_.reset();
+    forgetLeft();
     isEndDue_ = false;
   }
   /// Notes whether an input method shows a text that is still composed. Returns whether a composition has ended now.
@@ -134,9 +136,9 @@ class JudgedChanges {
 
   void insert(std::string_view inserted, int* position) {
     if (text_.isChanging()) return;
-    if (const std::optional<SelectedText> left = std::exchange(left_, std::nullopt)) {
-      return commitLate(*left, inserted, position);
-    }
+    // The field inserts a committed text at the cursor.
+    if (isLeft_ && *position == text_.selection().cursor) return commitLate(inserted, position);
+    forgetLeft();
     const std::optional<TextSelection> lost = lost_.take();
     if (lost && !held_) held_ = lost->range();
     const std::optional<SelectedText>& origin = composition_.origin();
@@ -161,21 +163,27 @@ class JudgedChanges {
     static_cast<void>(tellRefusal(answer, parts, inserted));
   }
 
-  /// Inserts a text that the input method commits after the focus has left. `left` is the text and the selection before
-  /// the composition.
-  void commitLate(const SelectedText& left, std::string_view inserted, int* position) {
+  /// Inserts a text that the input method commits after the focus has left.
+  void commitLate(std::string_view inserted, int* position) {
+    const SelectedText left = std::exchange(left_, std::nullopt).value_or(text_.present());
     const TextParts parts = partsAround(left.text, left.selection.range());
     const Answer answer = answerTo(parts, inserted);
     stop("insert-text");
     const std::string before = parts.before + std::string(inserted);
     SelectedText shown = withCursor(before + parts.behind, before.size());
     if (answer.kind == Answer::Kind::replaced) shown = withCursor(answer.text, answer.cursor);
-    if (answer.kind == Answer::Kind::refused) shown = composition_.origin().value_or(text_.present());
+    if (answer.kind == Answer::Kind::refused) shown = left;
     *position = shown.selection.cursor;
     held_.reset();
     isEndDue_ = true;
     settling_.request();
-    static_cast<void>(replace(shown) && tellRefusal(answer, parts, inserted));
+    if (!replace(shown)) return;
+    lost_.keep(shown.selection);  // The caller of the insertion sets the cursor afterwards.
+    static_cast<void>(tellRefusal(answer, parts, inserted));
+  }
+  void forgetLeft() noexcept {
+    left_.reset();
+    isLeft_ = false;
   }
 
   /// Performs a pending deletion and inserts the text there. Without a pending deletion, leaves the insertion to the
@@ -194,10 +202,10 @@ class JudgedChanges {
   void deleting(int start, int end) {
     if (text_.isChanging() || !settle()) return;
     if (composition_.origin()) remember();  // A change during the composition is judged alone.
+    // The field deletes its selection before it inserts a committed text. Only a program names no end.
+    if (end < 0 || TextRange{start, end} != text_.selection().range()) stay();
     if (end < 0) end = text_.length();
     if (start >= end) return;
-    // The field deletes its selection before it inserts a committed text.
-    if (TextRange{start, end} != text_.selection().range()) stay();
     stop("delete-text");
     const std::optional<TextSelection> lost = lost_.take();
     held_ = lost ? lost->range() : TextRange{start, end};
@@ -260,6 +268,7 @@ class JudgedChanges {
     if (composition_.origin()) remember();
     const std::optional<SelectedText> state = (history_.*way)(text_.present());
     if (!state) return false;
+    forgetLeft();
     static_cast<void>(text_.set(state->text) && text_.select(state->selection));
     return true;
   }
@@ -282,7 +291,10 @@ class JudgedChanges {
   FieldHistory history_;
   LostSelection lost_{text_};
   Composition composition_{text_};
-  /// The text and the selection before the composition that the focus has left. Absent after the commit.
+  /// Whether the focus has left a composition, which may still be committed.
+  bool isLeft_ = false;
+  /// The text and the selection before that composition. Absent after the first commit: a further one is inserted at
+  /// the cursor.
   std::optional<SelectedText> left_;
   /// Whether a composition has ended since the last turn of the main loop.
   bool hasComposed_ = false;

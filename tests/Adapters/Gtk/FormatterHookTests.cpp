@@ -459,6 +459,108 @@ TEST_F(GtkField, TextOfTheProgramAfterALeftCompositionEndsNothing) {
   EXPECT_EQ(ends_, 1);
 }
 
+TEST_F(GtkField, TextOfTheProgramInAnEmptyFieldEndsNothing) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  compose("5");
+  leave();
+  settle();
+  gtk_editable_set_text(field_, "999");
+  settle();
+  EXPECT_EQ(text(), "999");
+  EXPECT_EQ(ends_, 0);
+}
+
+TEST_F(GtkField, TextOfTheProgramOverALeftSelectionEndsNothing) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  hook_->setObjectValue(50);
+  focus();
+  press({"Control_L", "a"});
+  compose("60");
+  takeFocus();
+  settle();
+  const int ends = ends_;
+  gtk_editable_select_region(field_, 0, -1);
+  gtk_editable_set_text(field_, "999");
+  settle();
+  EXPECT_EQ(text(), "999");
+  EXPECT_EQ(ends_, ends);
+}
+
+TEST_F(GtkField, InsertionOfTheProgramAfterALeftCompositionKeepsItsPlace) {
+  police(Formatters::CharactersLimit::make(9));
+  type("ab");
+  compose("c");
+  leave();
+  settle();
+  int position = 0;
+  gtk_editable_insert_text(field_, "xy", -1, &position);
+  settle();
+  EXPECT_EQ(text(), "xyab");
+  EXPECT_EQ(position, 2);
+}
+
+TEST_F(GtkField, EachCommitAfterTheFocusLeftEndsEditing) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)))->setSuffix(" bpm");
+  hook_->setObjectValue(20);
+  press({"End"});
+  compose("5");
+  leave();
+  settle();
+  Tests::InputMethod::commitLate("5");
+  settle();
+  EXPECT_EQ(text(), "205 bpm");
+  Tests::InputMethod::commitLate("6");
+  settle();
+  EXPECT_EQ(text(), "300 bpm");
+  EXPECT_EQ(refused_, (Strings{"2056 bpm"}));
+}
+
+TEST_F(GtkField, UndoAfterALeftCompositionIsKeptByALateCommit) {
+  police(Formatters::CharactersLimit::make(9));
+  type("ab");
+  compose("c");
+  leave();
+  settle();
+  EXPECT_TRUE(hook_->undo());
+  EXPECT_EQ(text(), "");
+  Tests::InputMethod::commitLate("c");
+  settle();
+  EXPECT_EQ(text(), "c");
+}
+
+TEST_F(GtkField, RefusedCommitAfterTheFocusLeftRestoresTheSelection) {
+  for (const bool isSettled : {false, true}) {
+    SCOPED_TRACE(isSettled);
+    refused_.clear();
+    police(Formatters::CharactersLimit::make(4));
+    hook_->setObjectValue(std::string("ab"));
+    focus();
+    press({"Control_L", "a"});
+    compose("cdefg");
+    takeFocus();
+    if (isSettled) settle();
+    Tests::InputMethod::commitLate("cdefg");
+    EXPECT_TRUE(comesTrue([&] { return gtk_editable_get_selection_bounds(field_, nullptr, nullptr) != FALSE; }));
+    EXPECT_EQ(text(), "ab");
+    EXPECT_EQ(refused_, (Strings{"cdefg"}));
+  }
+}
+
+TEST_F(GtkField, HandlerMayDestroyTheFieldAtALateCommit) {
+  police(Formatters::CharactersLimit::make(4));
+  type("ab");
+  compose("c");
+  takeFocus();
+  settle();
+  endAtNextChange();
+  Tests::InputMethod::commitLate("c");
+  settle();
+  EXPECT_TRUE(hasEnded());
+}
+
 TEST_F(GtkField, ReplacesACodePointInputByTheBound) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("55");
