@@ -78,7 +78,17 @@ struct RangeFunctions {
   void (*setRange)(Widget*, double, double);
   double (*value)(Widget*);
   void (*setValue)(Widget*, double);
+  /// The value that the widget takes by itself in place of a value that it shows.
+  double (*rounded)(Widget*, double);
 };
+
+/// A spin button reads its own text when its editing ends, and the text has the button's digits only.
+inline double roundedToDigits(GtkSpinButton* button, double value) {
+  char* const text = g_strdup_printf("%.*f", static_cast<int>(gtk_spin_button_get_digits(button)), value);
+  const double rounded = g_strtod(text, nullptr);
+  g_free(text);
+  return rounded;
+}
 
 /// Binds a setting of a number to a widget, which gets the range of the key.
 template <typename Widget, WidgetNumber Value>
@@ -89,7 +99,8 @@ void bindInRange(Widget* widget, Default<Value> setting, const RangeFunctions<Wi
     GtkAdjustment* const range = gtk.adjustment(widget);
     const double last = gtk_adjustment_get_upper(range) - gtk_adjustment_get_page_size(range);
     const auto chosen = chosenInRange<double>(gtk.value(widget), value, gtk_adjustment_get_lower(range), last);
-    return chosen ? std::optional(numberForSetting<Value>(*chosen)) : std::nullopt;
+    if (!chosen || *chosen == gtk.rounded(widget, value)) return std::optional<Value>();
+    return std::optional(numberForSetting<Value>(*chosen));
   };
   const auto bound = connectBothWays(widget, "value-changed", std::move(setting), read,
                                      [widget, gtk](Value value) { gtk.setValue(widget, value); });
@@ -100,7 +111,8 @@ void bindInRange(Widget* widget, Default<Value> setting, const RangeFunctions<Wi
   g_signal_connect_data(gtk.adjustment(widget), "changed", G_CALLBACK(show), bound.get(), release, GConnectFlags{});
   g_object_ref(widget);
   bound->startAfter([&] {
-    if (lowest && highest) gtk.setRange(widget, *lowest, *highest);
+    const double page = gtk_adjustment_get_page_size(gtk.adjustment(widget));
+    if (lowest && highest) gtk.setRange(widget, *lowest, *highest + page);  // The value ends a page below the range.
   });
   g_object_unref(widget);
 }
@@ -142,12 +154,13 @@ inline void bind(GtkToggleButton* button, Default<bool> setting) { detail::bindA
 /// the overload for `GtkCheckButton`.
 template <detail::WidgetNumber Value>
 void bind(GtkRange* range, Default<Value> setting) {
-  detail::bindInRange<GtkRange>(
-      range, std::move(setting),
-      {gtk_range_get_adjustment, gtk_range_set_range, gtk_range_get_value, gtk_range_set_value});
+  detail::bindInRange<GtkRange>(range, std::move(setting),
+                                {gtk_range_get_adjustment, gtk_range_set_range, gtk_range_get_value,
+                                 gtk_range_set_value, [](GtkRange*, double value) { return value; }});
 }
 /// Binds a setting to a spin button, which stores a typed number when its editing ends. A change of the setting by
-/// other code replaces an unfinished edit. In all other respects the call is like the overload for `GtkRange`.
+/// other code replaces an unfinished edit. The button rounds the value that it shows to its `digits`, and the binding
+/// does not store the rounded value. In all other respects the call is like the overload for `GtkRange`.
 ///
 /// A spin button writes its own text, so it cannot have a formatter. For a suffix, connect its "output" and "input"
 /// signals, or use a `GtkEntry` with a formatter.
@@ -155,7 +168,7 @@ template <detail::WidgetNumber Value>
 void bind(GtkSpinButton* button, Default<Value> setting) {
   detail::bindInRange<GtkSpinButton>(button, std::move(setting),
                                      {gtk_spin_button_get_adjustment, gtk_spin_button_set_range,
-                                      gtk_spin_button_get_value, gtk_spin_button_set_value});
+                                      gtk_spin_button_get_value, gtk_spin_button_set_value, detail::roundedToDigits});
 }
 /// Binds a setting to the chosen text of a drop-down list. The model of the list must be a `GtkStringList`. If the list
 /// does not contain the stored text, no text is chosen. In all other respects the call is like the overload for

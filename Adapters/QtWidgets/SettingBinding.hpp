@@ -133,8 +133,8 @@ void bind(std::type_identity_t<Box>* box, Default<double> setting) {
   box->setKeyboardTracking(false);
   detail::bindInRange(box, std::move(setting), [box](double value) {
     const auto chosen = detail::chosenInRange(box->value(), value, box->minimum(), box->maximum());
-    // The box rounds the setting to its decimals. Whoever gives it fewer decimals chooses nothing.
-    return chosen && box->textFromValue(*chosen) == box->textFromValue(value) ? std::nullopt : chosen;
+    // The box rounds the setting to its decimals in this way. A program that gives it fewer decimals chooses nothing.
+    return chosen && *chosen == QString::number(value, 'f', box->decimals()).toDouble() ? std::nullopt : chosen;
   });
 }
 /// Binds a setting to the chosen text of a combo box. If the box does not contain the stored text, no text is chosen.

@@ -190,6 +190,41 @@ TEST_F(GtkWidgetsOfTest, SpinButtonShowsItsSettingAgainInAWiderRange) {
   EXPECT_EQ(spinValue(), 80);
 }
 
+TEST_F(GtkWidgetsOfTest, FewerDigitsAreNoChoice) {
+  const auto key = Default<double>::Key("gain", 0.26).within(0, 1);
+  gtk_spin_button_set_digits(realSpin_, 1);
+  bindRealSpin(Default<double>(key));
+  gtk_spin_button_update(realSpin_);  // As when the focus leaves.
+  EXPECT_EQ(Default<double>::value(key), 0.26);
+  gtk_spin_button_set_value(realSpin_, 0.7);
+  EXPECT_EQ(Default<double>::value(key), 0.7);
+}
+
+TEST_F(GtkWidgetsOfTest, WidgetWithAPageReachesTheEndOfTheRangeOfItsKey) {
+  const auto key = Default<double>::Key("volume", 95).within(0, 100);
+  gtk_adjustment_set_page_size(gtk_range_get_adjustment(slider_), 10);
+  bindSlider(Default<double>(key));
+  EXPECT_EQ(sliderValue(), 95);
+  slide(200);
+  EXPECT_EQ(Default<double>::value(key), 100);
+}
+
+TEST_F(GtkWidgetsOfTest, WidgetsMayShareAnAdjustment) {
+  const auto key = Default<double>::Key("volume", 80).within(0, 100);
+  gtk_spin_button_set_adjustment(realSpin_, gtk_range_get_adjustment(slider_));
+  bindSlider(Default<double>(key));
+  bindRealSpin(Default<double>(key));
+  gtk_range_set_range(slider_, 0, 60);
+  EXPECT_EQ(realSpinValue(), 60);
+  EXPECT_EQ(Default<double>::value(key), 80);
+  slide(30);
+  EXPECT_EQ(Default<double>::value(key), 30);
+  EXPECT_EQ(realSpinValue(), 30);
+  gtk_spin_button_set_value(realSpin_, 40);
+  EXPECT_EQ(Default<double>::value(key), 40);
+  EXPECT_EQ(sliderValue(), 40);
+}
+
 TEST_F(GtkWidgetsOfTest, AdjustmentMayOutliveItsWidget) {
   const auto key = Default<int>::Key("count", 80).within(0, 100);
   bindSpin(Default<int>(key));

@@ -153,6 +153,18 @@ TEST_F(QtWidgetsOfTest, FewerDecimalsAreNoChoice) {
   EXPECT_EQ(Default<double>::value(key), 0.7);
 }
 
+TEST_F(QtWidgetsOfTest, ChoiceWithTheSameTextIsStored) {
+  class Loudness final : public QDoubleSpinBox {
+   public:
+    [[nodiscard]] QString textFromValue(double value) const override { return value < 0.5 ? "soft" : "loud"; }
+  };
+  const auto key = Default<double>::Key("gain", 0.1).within(0, 1);
+  Loudness box;
+  Qt6::bind(&box, Default<double>(key));
+  box.setValue(0.2);
+  EXPECT_EQ(Default<double>::value(key), 0.2);
+}
+
 TEST_F(QtWidgetsOfTest, ActionFollowsAndStoresItsSetting) {
   const Default<bool>::Key key{"hidden", true};
   QAction action;
