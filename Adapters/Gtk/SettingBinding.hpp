@@ -90,6 +90,15 @@ inline double roundedToDigits(GtkSpinButton* button, double value) {
   return rounded;
 }
 
+/// Keeps an object that GTK still uses after the present signal, although a handler of the host may release the object.
+inline void keepForThisTurn(GObject* object) {
+  constexpr GSourceFunc release = [](gpointer kept) -> gboolean {
+    g_object_unref(kept);
+    return G_SOURCE_REMOVE;
+  };
+  g_idle_add_full(G_PRIORITY_HIGH, release, g_object_ref(object), nullptr);
+}
+
 /// Binds a setting of a number to a widget, which gets the range of the key.
 template <typename Widget, WidgetNumber Value>
 void bindInRange(Widget* widget, Default<Value> setting, const RangeFunctions<Widget>& gtk) {
@@ -105,7 +114,10 @@ void bindInRange(Widget* widget, Default<Value> setting, const RangeFunctions<Wi
   const auto bound = connectBothWays(widget, "value-changed", std::move(setting), read,
                                      [widget, gtk](Value value) { gtk.setValue(widget, value); });
   using Bound = std::remove_cvref_t<decltype(*bound)>;
-  constexpr auto show = +[](GtkAdjustment*, gpointer self) { static_cast<Bound*>(self)->show(); };
+  constexpr auto show = +[](GtkAdjustment* adjustment, gpointer self) {
+    keepForThisTurn(G_OBJECT(adjustment));
+    static_cast<Bound*>(self)->show();
+  };
   constexpr auto release = +[](gpointer self, GClosure*) { static_cast<Bound*>(self)->release(); };
   bound->retain();  // The adjustment may outlive the widget.
   g_signal_connect_data(gtk.adjustment(widget), "changed", G_CALLBACK(show), bound.get(), release, GConnectFlags{});

@@ -59,7 +59,8 @@ void bindInRange(Widget* widget, Default<Value> setting, Read read) {
   const auto bound = connectBothWays(widget, &Widget::valueChanged, std::move(setting), std::move(read),
                                      [widget](Value value) { widget->setValue(value); });
   if constexpr (requires { &Widget::rangeChanged; }) {
-    QObject::connect(widget, &Widget::rangeChanged, widget, [bound] { bound->show(); });
+    // Qt uses the widget after this signal, but a slot of the new value may destroy the widget.
+    QObject::connect(widget, &Widget::rangeChanged, widget, [bound] { bound->show(); }, ::Qt::QueuedConnection);
   }
   bound->startAfter([&] {
     if (lowest && highest) widget->setRange(*lowest, *highest);
@@ -112,7 +113,8 @@ void bind(std::type_identity_t<Action>* action, Default<bool> setting) {
 }
 /// Binds a setting to a slider, a dial or a scroll bar. The slider gets the range of the key (`within`). The host may
 /// change the range afterwards: the slider then shows the value of the range that is nearest to the setting, and the
-/// setting keeps its value. In all other respects the call is like the overload for `QAbstractButton`.
+/// setting keeps its value. After a wider range, the slider shows the setting again in the next turn of the event loop.
+/// In all other respects the call is like the overload for `QAbstractButton`.
 template <typename Slider = QAbstractSlider>
 void bind(std::type_identity_t<Slider>* slider, Default<int> setting) {
   detail::bindInRange(slider, std::move(setting));

@@ -268,6 +268,7 @@ TYPED_TEST_P(BoundWidget, SliderShowsItsSettingAgainInAWiderRange) {
   this->bindSlider(Setting(key));
   this->setRanges(0, 60);
   this->setRanges(0, 100);
+  this->turn();
   EXPECT_EQ(this->sliderValue(), 80);
   EXPECT_EQ(Setting::value(key), 80);
 }

@@ -225,6 +225,22 @@ TEST_F(GtkWidgetsOfTest, WidgetsMayShareAnAdjustment) {
   EXPECT_EQ(sliderValue(), 40);
 }
 
+// GTK uses the adjustment after the handlers of its new range.
+TEST_F(GtkWidgetsOfTest, HandlerOfTheValueMayDestroyTheWidgetAtANewRange) {
+  const auto key = Default<double>::Key("volume", 80).within(0, 100);
+  bindSlider(Default<double>(key));
+  gtk_range_set_range(slider_, 0, 60);
+  bool isGone = false;
+  const auto note = [](gpointer gone, GObject*) { *static_cast<bool*>(gone) = true; };
+  g_object_weak_ref(G_OBJECT(gtk_range_get_adjustment(slider_)), note, &isGone);
+  whenSlid_ = [this] { destroyWidgets(); };
+  gtk_range_set_range(slider_, 70, 100);
+  EXPECT_TRUE(areGone());
+  EXPECT_FALSE(isGone);
+  turn();
+  EXPECT_TRUE(isGone);
+}
+
 TEST_F(GtkWidgetsOfTest, AdjustmentMayOutliveItsWidget) {
   const auto key = Default<int>::Key("count", 80).within(0, 100);
   bindSpin(Default<int>(key));

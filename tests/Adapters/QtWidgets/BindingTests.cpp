@@ -165,6 +165,23 @@ TEST_F(QtWidgetsOfTest, ChoiceWithTheSameTextIsStored) {
   EXPECT_EQ(Default<double>::value(key), 0.2);
 }
 
+// Qt uses the slider after the slots of its new range.
+TEST_F(QtWidgetsOfTest, SlotOfTheValueMayDestroyTheSliderAtAWiderRange) {
+  const auto key = Default<int>::Key("volume", 80).within(0, 100);
+  bindSlider(Default<int>(key));
+  slider_->setRange(0, 60);
+  bool isRangeSet = false;
+  whenSlid_ = [&] {
+    EXPECT_TRUE(isRangeSet);
+    EXPECT_EQ(sliderValue(), 80);
+    destroyWidgets();
+  };
+  slider_->setRange(0, 100);
+  isRangeSet = true;
+  turn();
+  EXPECT_TRUE(areGone());
+}
+
 TEST_F(QtWidgetsOfTest, ActionFollowsAndStoresItsSetting) {
   const Default<bool>::Key key{"hidden", true};
   QAction action;
