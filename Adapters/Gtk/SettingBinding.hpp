@@ -35,7 +35,7 @@ auto connectBothWays(Widget* widget, const char* signal, Default<Value> setting,
     g_object_unref(widget);
   };
   using Bound = BothWays<Value, Read, decltype(keep)>;
-  const auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(keep)));
+  auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(keep)));
   g_signal_connect_swapped(widget, signal, G_CALLBACK(+[](Bound* self) { self->store(); }), bound.get());
   constexpr GWeakNotify end = [](gpointer data, GObject*) {
     auto* const self = static_cast<Bound*>(data);

@@ -37,7 +37,7 @@ struct SettingConnection;  // Defined in Adapters/detail/SettingOfField.hpp.
 template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
 auto connectBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
   using Bound = BothWays<Value, Read, Show>;
-  const auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(show)));
+  auto bound = Retained<Bound>::adopt(new Bound(std::move(setting), std::move(read), std::move(show)));
   QObject::connect(widget, signal, widget, [bound] { bound->store(); });
   QObject::connect(widget, &QObject::destroyed, [state = bound->state()] { state->cancel(); });
   return bound;
@@ -120,7 +120,7 @@ void bind(std::type_identity_t<Slider>* slider, Default<int> setting) {
   detail::bindInRange(slider, std::move(setting));
 }
 /// Binds a setting to a spin box of integers, and turns the box's `keyboardTracking` off. So the box stores a typed
-/// number when its editing ends. A change of the setting by other code replaces an unfinished edit. Qt does not tell of
+/// number when its editing ends. A change of the setting by other code replaces an unfinished edit. Qt does not report
 /// a new range: after a wider one, the box shows the setting again at the setting's next change. In all other respects
 /// the call is like the overload for `QAbstractSlider`, from which the second template parameter distinguishes it.
 template <typename Box = QSpinBox, typename = void>

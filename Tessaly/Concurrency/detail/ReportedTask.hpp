@@ -32,8 +32,8 @@ inline void reportUnreadError(const Task<>& task) noexcept {
   static_cast<ReportedTask&>(TaskAccess::record(task)).reportUnreadError();
 }
 
-/// What a reported task does with its closure. The tasks of all closures are one class, which is in the library. So a
-/// host compiles only these functions for each closure.
+/// The layout of a closure, and the functions by which a reported task uses it. The tasks of all closures are one
+/// class, which is in the library. So a host compiles only these functions for each closure.
 struct ClosureKind {
   std::size_t size;
   std::size_t alignment;

@@ -31,7 +31,7 @@ def complaints_of_builder(path):
 
 
 def complaints_of_entry(module, directory):
-    """What the installed desktop entry promises and Flatpak does not keep."""
+    """The promises of the installed desktop entry that Flatpak does not keep."""
     name = f"share/applications/{IDENTIFIER}.desktop"
     with tempfile.TemporaryDirectory() as prefix:
         installed = pathlib.Path(prefix) / name

@@ -200,7 +200,7 @@ TEST_F(GtkWidgetsOfTest, FewerDigitsAreNoChoice) {
   EXPECT_EQ(Default<double>::value(key), 0.7);
 }
 
-TEST_F(GtkWidgetsOfTest, WidgetWithAPageReachesTheEndOfTheRangeOfItsKey) {
+TEST_F(GtkWidgetsOfTest, WidgetWithAPageShowsTheWholeRange) {
   const auto key = Default<double>::Key("volume", 95).within(0, 100);
   gtk_adjustment_set_page_size(gtk_range_get_adjustment(slider_), 10);
   bindSlider(Default<double>(key));
@@ -226,7 +226,7 @@ TEST_F(GtkWidgetsOfTest, WidgetsMayShareAnAdjustment) {
 }
 
 // GTK uses the adjustment after the handlers of its new range.
-TEST_F(GtkWidgetsOfTest, HandlerOfTheValueMayDestroyTheWidgetAtANewRange) {
+TEST_F(GtkWidgetsOfTest, HandlerMayDestroyTheWidgetAtANewRange) {
   const auto key = Default<double>::Key("volume", 80).within(0, 100);
   bindSlider(Default<double>(key));
   gtk_range_set_range(slider_, 0, 60);

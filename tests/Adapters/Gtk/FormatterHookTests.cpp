@@ -488,7 +488,7 @@ TEST_F(GtkField, TextOfTheProgramOverALeftSelectionEndsNothing) {
   EXPECT_EQ(ends_, ends);
 }
 
-TEST_F(GtkField, InsertionOfTheProgramAfterALeftCompositionKeepsItsPlace) {
+TEST_F(GtkField, ProgramInsertsAtItsPlaceAfterALeftComposition) {
   police(Formatters::CharactersLimit::make(9));
   type("ab");
   compose("c");
@@ -518,7 +518,7 @@ TEST_F(GtkField, EachCommitAfterTheFocusLeftEndsEditing) {
   EXPECT_EQ(refused_, (Strings{"2056 bpm"}));
 }
 
-TEST_F(GtkField, UndoAfterALeftCompositionIsKeptByALateCommit) {
+TEST_F(GtkField, LateCommitKeepsTheUndoneText) {
   police(Formatters::CharactersLimit::make(9));
   type("ab");
   compose("c");

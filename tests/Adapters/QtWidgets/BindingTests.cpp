@@ -166,7 +166,7 @@ TEST_F(QtWidgetsOfTest, ChoiceWithTheSameTextIsStored) {
 }
 
 // Qt uses the slider after the slots of its new range.
-TEST_F(QtWidgetsOfTest, SlotOfTheValueMayDestroyTheSliderAtAWiderRange) {
+TEST_F(QtWidgetsOfTest, SlotMayDestroyTheSliderAtAWiderRange) {
   const auto key = Default<int>::Key("volume", 80).within(0, 100);
   bindSlider(Default<int>(key));
   slider_->setRange(0, 60);
