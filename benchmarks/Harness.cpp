@@ -105,10 +105,14 @@ Measurement measure(const Row& row, const Options& options) {
   };
 
   for (std::size_t i = 0; i < sides.size(); ++i) registerSide(i)->MinTime(options.secondsPerRepetition);
-  const auto calibration = runOnce(sides.size());
+  // A first call that makes a cache, or during which the machine pauses, may look like an operation of 10 ms.
+  const auto first = runOnce(sides.size());
+  const auto second = runOnce(sides.size());
   benchmark::ClearRegisteredBenchmarks();
 
-  for (std::size_t i = 0; i < sides.size(); ++i) registerSide(i)->Iterations(calibration[i].iterations);
+  for (std::size_t i = 0; i < sides.size(); ++i) {
+    registerSide(i)->Iterations(std::max(first[i].iterations, second[i].iterations));
+  }
   std::vector<std::vector<double>> figures(sides.size());
   for (int round = 0; round < options.repetitions; ++round) {
     const auto runs = runOnce(sides.size());
