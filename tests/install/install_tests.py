@@ -81,6 +81,11 @@ def headers_for_hosts():
     return found
 
 
+def libraries():
+    """The installed libraries, which are shared or static as in the build tree."""
+    return [path for path in sorted((PREFIX / "lib").glob("libTessaly*")) if path.suffix in (".so", ".a")]
+
+
 def installs():
     shutil.rmtree(PREFIX, ignore_errors=True)
     run("cmake", "--install", BUILD, "--prefix", PREFIX)
@@ -89,9 +94,10 @@ def installs():
     check((PREFIX / "lib/cmake/Tessaly/TessalyBundle.cmake").exists(), "tessaly_bundle() is missing")
     said = run(PREFIX / "bin/tessaly", "--help")
     check(said.startswith("Usage: tessaly"), f"The companion said {said!r}")
-    libraries = sorted((PREFIX / "lib").glob("libTessaly*.so"))
-    check(libraries, "No library")
-    for library in libraries:
+    check(libraries(), "No library")
+    for library in libraries():
+        if library.suffix == ".a":
+            continue
         dynamic = run("readelf", "-d", library)
         check(f"Library soname: [{library.name}.0]" in dynamic, f"{library.name} lacks its version:\n{dynamic}")
         check("[$ORIGIN]" in dynamic, f"{library.name} does not find its neighbours:\n{dynamic}")
@@ -155,13 +161,13 @@ def other_version():
 def pkg_config():
     folder = PREFIX / "lib/pkgconfig"
     modules = sorted(path.stem for path in folder.glob("*.pc"))
-    libraries = {path.name for path in PREFIX.glob("lib/libTessaly*.so")}
+    installed = {path.stem for path in libraries()}
     linked = set()
     for module in modules:
         flags = run("pkg-config", "--print-errors", "--cflags", "--libs", module, PKG_CONFIG_PATH=str(folder)).split()
-        linked |= {f"lib{flag[2:]}.so" for flag in flags if flag.startswith("-lTessaly")}
+        linked |= {f"lib{flag[2:]}" for flag in flags if flag.startswith("-lTessaly")}
     check("tessaly" in modules and "tessaly-concurrency" in modules, f"Only {modules}")
-    check(libraries == linked, f"{libraries} are there, {linked} are named")
+    check(installed == linked, f"{installed} are there, {linked} are named")
     flags = run("pkg-config", "--cflags", "--libs", "tessaly-concurrency", PKG_CONFIG_PATH=str(folder)).split()
     run(COMPILER, "-std=c++23", HOST / "main.cpp", "-o", WORK / "pkg-config-host", *flags)
     said = run(WORK / "pkg-config-host", LD_LIBRARY_PATH=str(PREFIX / "lib"))

@@ -9,6 +9,7 @@ import contextlib
 import os
 import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 
@@ -22,10 +23,21 @@ def main(check, self_test):
     if sys.argv[1] == "--self-test":
         self_test()
         return
-    complaints = check(pathlib.Path(sys.argv[1]), *sys.argv[2:])
+    with tempfile.TemporaryDirectory() as folder:
+        complaints = check(pathlib.Path(sys.argv[1]), *[loaded(argument, folder) for argument in sys.argv[2:]])
     if complaints:
         print("\n".join(complaints))
         sys.exit(1)
+
+
+def loaded(argument, folder):
+    """A library as the loader sees it. All objects of a static library are linked. Any other argument stays as it is."""
+    if not argument.endswith(".a"):
+        return argument
+    library = pathlib.Path(folder) / (pathlib.Path(argument).stem + ".so")
+    subprocess.run(["clang++-19", "-shared", "-fuse-ld=lld", "-Wl,--whole-archive", argument, "-Wl,--no-whole-archive",
+                    "-o", library], check=True)
+    return str(library)
 
 
 def read(path):
