@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -148,20 +149,31 @@ Async<std::optional<Data>> readAfresh(FileManager* files, URL file) {
   });
 }
 
-/// The state of a sequence of file changes.
+/// The state of a sequence of file changes. The changes since the construction count, so the source is made then.
 class FileFollower : public detail::Follower<FileChangeSource> {
  public:
   FileFollower(FileManager& files, const URL& file, Clock& clock)
-      : Follower(clock, [&](std::function<void()> wake) { return files.makeFileChangeSource(file, std::move(wake)); }) {
+      : Follower(clock, [files = &files, file](std::function<void()> wake) {
+          return files->makeFileChangeSource(file, std::move(wake));
+        }) {
+    try {
+      (void)source();
+    } catch (...) {
+      error_ = std::current_exception();
+    }
   }
 
   static Async<std::optional<FileChange>> next(std::shared_ptr<FileFollower> self) {
     const SoleConsumer consumer(*self, sourceFile, __LINE__);
+    if (self->error_ != nullptr) std::rethrow_exception(self->error_);
     for (;;) {
       if (const auto change = co_await takeChange(self->source())) co_return change;
       if (!co_await wake(*self)) co_return std::nullopt;
     }
   }
+
+ private:
+  std::exception_ptr error_;
 };
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -185,8 +186,8 @@ TEST_F(DirectoryChangesTest, DirectoryRestoredWithinASecondIsFollowed) {
 TEST_F(ScriptedDirectoryChanges, DebounceCollectsLaterChanges) {
   syncWait([&]() -> Async<void> {
     auto iterator = scripted({.depth = DirectoryDepth::tree, .debounce = 200ms}).makeAsyncIterator();
-    EXPECT_EQ(depth_, DirectoryDepth::tree);
     co_await iterator.next();
+    EXPECT_EQ(depth_, DirectoryDepth::tree);
     Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
     script_->wake();
     while (clock_.timerCount() == 0) co_await Task<>::yield();
@@ -251,6 +252,23 @@ TEST_F(ScriptedDirectoryChanges, CancellationEndsTheSequenceDuringADebounce) {
     next.cancel();
     EXPECT_FALSE(co_await next.value());
   });
+}
+
+TEST_F(ScriptedDirectoryChanges, DirectoryIsWatchedBesideTheThreadOfTheCaller) {
+  std::thread::id maker;
+  files_.directorySource = [&, make = files_.directorySource](const URL& url, DirectoryDepth depth,
+                                                              std::function<void()> wake) {
+    maker = std::this_thread::get_id();
+    return make(url, depth, std::move(wake));
+  };
+  syncWait([&]() -> Async<void> {
+    const DirectoryChanges followed = scripted();
+    EXPECT_EQ(maker, std::thread::id());
+    auto iterator = followed.makeAsyncIterator();
+    EXPECT_EQ(co_await iterator.next(), Changes());
+  });
+  EXPECT_NE(maker, std::thread::id());
+  EXPECT_NE(maker, std::this_thread::get_id());
 }
 
 TEST_F(ScriptedDirectoryChanges, RemoteDirectoryIsPolledEverySecond) {

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -35,10 +34,11 @@ Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continu
 template <typename Source>
 class Follower {
  public:
-  /// Makes the source by calling `make`. The argument of `make` is a function that wakes the waiting task. If `make`
-  /// throws, `source()` throws the same exception.
-  template <typename Make>
-  Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
+  /// The argument is a function that wakes the waiting task.
+  using Make = std::function<std::unique_ptr<Source>(std::function<void()>)>;
+
+  Follower(Clock& clock, Make make)
+      : Follower(clock, std::move(make), AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
   /// Marks, while it exists, that one task waits. The constructor stops the process if another task already waits.
@@ -57,9 +57,9 @@ class Follower {
     std::atomic<bool>& isWaiting_;
   };
 
-  /// The source. If its construction failed, throws the exception of the construction.
-  [[nodiscard]] Source& source() const {
-    if (source_ == nullptr) std::rethrow_exception(error_);
+  /// The source. The first call makes the source, and throws the error of that.
+  [[nodiscard]] Source& source() {
+    if (source_ == nullptr) source_ = make_([continuation = continuation_] { continuation.yield({}); });
     return *source_;
   }
   [[nodiscard]] Clock& clock() const noexcept { return clock_; }
@@ -79,19 +79,16 @@ class Follower {
   using Wakes = AsyncStream<std::monostate>;
   static constexpr auto newest = BufferingPolicy::newest(1);
 
-  template <typename Make, typename Pair>
-  Follower(Clock& clock, Make& make, const Pair& pair)
-      : clock_(clock), wakes_(pair.stream.makeAsyncIterator()), continuation_(pair.continuation) {
-    try {
-      source_ = make([continuation = continuation_] { continuation.yield({}); });
-    } catch (...) {
-      error_ = std::current_exception();
-    }
-  }
+  template <typename Pair>
+  Follower(Clock& clock, Make make, const Pair& pair)
+      : clock_(clock),
+        make_(std::move(make)),
+        wakes_(pair.stream.makeAsyncIterator()),
+        continuation_(pair.continuation) {}
 
   Clock& clock_;
+  Make make_;
   std::atomic<bool> isWaiting_{false};
-  std::exception_ptr error_;
   typename Wakes::AsyncIterator wakes_;
   typename Wakes::Continuation continuation_;
   std::unique_ptr<Source> source_;
