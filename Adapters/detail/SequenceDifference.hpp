@@ -202,10 +202,29 @@ class SequenceMatches {
   SequenceMatches(std::span<const Element> before, std::span<const Element> after)
       : origins(after.size(), SequenceSteps::absent), before_(before), after_(after), isTaken_(before.size(), false) {}
 
+  /// Assigns the elements of the shorter sequence in their order, if all of them occur in the longer one in this order.
+  /// A filter changes a sequence in this way. O(n), without hashes.
+  template <typename Equal>
+  void matchPart(Equal isEqual) {
+    const bool isShorter = after_.size() <= before_.size();
+    const std::span<const Element> part = isShorter ? after_ : before_;
+    const std::span<const Element> whole = isShorter ? before_ : after_;
+    std::vector<std::size_t> places;
+    places.reserve(part.size());
+    for (std::size_t row = 0; row < whole.size() && places.size() < part.size(); ++row) {
+      if (isEqual(whole[row], part[places.size()])) places.push_back(row);
+    }
+    if (places.size() < part.size()) return;
+    for (std::size_t row = 0; row < part.size(); ++row) {
+      const auto [former, now] = isShorter ? std::pair(places[row], row) : std::pair(row, places[row]);
+      assign(now, former);
+    }
+  }
+
   /// Assigns to each unmatched new element the first free former element that equals it. O(n).
   template <typename Hash, typename Equal>
   void match(Hash hash, Equal isEqual) {
-    if (std::ranges::find(isTaken_, false) == isTaken_.end()) return;
+    if (matched_ == std::min(before_.size(), after_.size())) return;
     struct Slot {
       std::size_t hash = 0;
       std::size_t row = SequenceSteps::absent;
@@ -237,24 +256,32 @@ class SequenceMatches {
       if (origins[row] != SequenceSteps::absent) continue;
       const Slot& slot = slotOf(after_[row], hash(after_[row]));
       if (slot.row == SequenceSteps::absent || free[slot.row] == SequenceSteps::absent) continue;
-      origins[row] = std::exchange(free[slot.row], next[free[slot.row]]);
-      isTaken_[origins[row]] = true;
+      assign(row, std::exchange(free[slot.row], next[free[slot.row]]));
     }
   }
 
   std::vector<std::size_t> origins;
 
  private:
+  void assign(std::size_t row, std::size_t former) {
+    origins[row] = former;
+    isTaken_[former] = true;
+    ++matched_;
+  }
+
   std::span<const Element> before_;
   std::span<const Element> after_;
   std::vector<bool> isTaken_;
+  std::size_t matched_ = 0;
 };
 
 /// The steps that lead from `before` to `after`. At the common beginning and the common end, elements with an equal
 /// identity are matched. Between these parts, equal pointers are matched first, then elements with an equal identity.
-/// In both cases, equal elements are matched in the order in which they occur. Makes O(n) calls of `identity`, and of
-/// the `==` and the `std::hash` of identities. For matched equal pointers, such calls occur only directly after the
-/// common beginning and directly before the common end.
+/// In both cases, equal elements are matched in the order in which they occur. Exception: if the pointers of the
+/// shorter part all occur in the longer part in the same order, that order decides. Makes O(n) calls of `identity`, and
+/// of the
+/// `==` and the `std::hash` of identities. For matched equal pointers, such calls occur only directly after the common
+/// beginning and directly before the common end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {
@@ -275,7 +302,10 @@ std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::spa
   after = after.first(after.size() - tail);
 
   SequenceMatches<Element> matches(before, after);
-  if constexpr (isPointer) matches.match(std::hash<Element>(), std::equal_to<>());
+  if constexpr (isPointer) {
+    matches.matchPart(std::equal_to<>());
+    matches.match(std::hash<Element>(), std::equal_to<>());
+  }
   matches.match([&](const Element& element) { return std::hash<Key>()(std::invoke(identity, element)); }, isEqual);
   return SequenceSteps::make(matches.origins, before.size(), head);
 }

@@ -176,5 +176,17 @@ TEST(SequenceDifference, PointersInBothSequencesAreNotHashedByIdentity) {
   EXPECT_LE(*looks, 5);
 }
 
+TEST(SequenceDifference, AFilterMovesNoPointerThatOccursTwice) {
+  const auto a = std::make_shared<const int>(0);
+  const auto b = std::make_shared<const int>(1);
+  const auto c = std::make_shared<const int>(2);
+  const std::vector all{a, b, a, c, b};
+  const std::vector filtered{b, a, c};
+  EXPECT_EQ(steps(all, filtered),
+            (Steps{{.kind = Kind::removal, .first = 4, .count = 1}, {.kind = Kind::removal, .first = 0, .count = 1}}));
+  EXPECT_EQ(steps(filtered, all), (Steps{{.kind = Kind::insertion, .first = 0, .count = 1, .order = {0}},
+                                         {.kind = Kind::insertion, .first = 4, .count = 1, .order = {4}}}));
+}
+
 }  // namespace
 }  // namespace Tessaly::detail
