@@ -23,6 +23,7 @@
 
 #include "Tessaly/Adapters/GLib/MainLoop.hpp"
 #include "Tessaly/Adapters/Gtk/ListModel.hpp"
+#include "Tessaly/Adapters/Gtk/ReusingSelection.hpp"
 #include "Tessaly/Adapters/Qt/ListModel.hpp"
 #include "Tessaly/Adapters/Qt/MainLoop.hpp"
 #include "Tessaly/Core/Observation/Property.hpp"
@@ -103,20 +104,21 @@ double qt(const Change& change) {
   });
 }
 
-double gtk(const Change& change) {
+double gtk(const Change& change, bool isReusing) {
   Property<Shared> shown = change.before;
   using Row = std::shared_ptr<const Named>;
-  GtkMultiSelection* selection = gtk_multi_selection_new(Gtk4::listModel([&] { return shown.value(); }, &Named::name));
+  GListModel* list = Gtk4::listModel([&] { return shown.value(); }, &Named::name);
+  auto* selection = GTK_SELECTION_MODEL(gtk_multi_selection_new(list));
+  if (isReusing) selection = Gtk4::reusingSelection(selection);
   GtkListItemFactory* factory = Gtk4::rowFactory<Row>(
       [] { return gtk_label_new(nullptr); },
       [](GtkWidget* label, const Row& row) { gtk_label_set_text(GTK_LABEL(label), row->name.c_str()); });
   GtkWidget* window = gtk_window_new();
   GtkWidget* scroller = gtk_scrolled_window_new();
-  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller),
-                                gtk_list_view_new(GTK_SELECTION_MODEL(selection), factory));
+  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), gtk_list_view_new(selection, factory));
   gtk_window_set_child(GTK_WINDOW(window), scroller);
   gtk_window_present(GTK_WINDOW(window));
-  gtk_selection_model_select_item(GTK_SELECTION_MODEL(selection), 1'000, TRUE);
+  gtk_selection_model_select_item(selection, 1'000, TRUE);
   const double best = cost(change, [&](const Shared& rows) {
     shown = rows;
     while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
@@ -133,7 +135,7 @@ int main(int count, char** arguments) {
   ::setenv("QT_NO_GLIB", "1", 1);
   const QApplication application(count, arguments);
   gtk_init();
-  fmt::print("| change | difference | Qt | GTK |\n|---|---|---|---|\n");
+  fmt::print("| change | difference | Qt | GTK | GTK, reused rows |\n|---|---|---|---|---|\n");
   for (const Tessaly::Change& change : Tessaly::changes()) {
     if (count > 1 && change.name != arguments[1]) continue;
     const double difference = Tessaly::difference(change);
@@ -143,6 +145,7 @@ int main(int count, char** arguments) {
       qt = Tessaly::qt(change);
     }
     const Tessaly::GLib::MainLoopAdapter adapter;
-    fmt::print("| {} | {:.2f} | {:.2f} | {:.2f} |\n", change.name, difference, qt, Tessaly::gtk(change));
+    fmt::print("| {} | {:.2f} | {:.2f} | {:.2f} | {:.2f} |\n", change.name, difference, qt, Tessaly::gtk(change, false),
+               Tessaly::gtk(change, true));
   }
 }

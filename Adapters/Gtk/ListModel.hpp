@@ -71,6 +71,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     return body->object_;
   }
 
+  [[nodiscard]] GType itemType() const override { return listItemType(); }
   [[nodiscard]] guint count() const override {
     const std::size_t former = former_.size() - formerGone_;
     return static_cast<guint>(isTelling_ ? newShown_ + former : rows_.size());
@@ -84,8 +85,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
 
  private:
   /// Reports the steps as replacements if one of them is a rearrangement, or if there are several steps and none is a
-  /// move. The reason is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows.
-  /// Otherwise each step is reported separately.
+  /// move. The reason is that the removals of several steps would destroy widgets which the insertions need. Otherwise
+  /// each step is reported separately.
   void willTakeAll(std::span<const SequenceStep> steps) override {
     if (object_ != nullptr) g_object_ref(object_);  // A handler of the host may release the last reference.
     const auto has = [&](SequenceStep::Kind kind) {
@@ -228,7 +229,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
 template <typename Element>
 const Element& elementOf(gpointer item) {
   const bool isItem = item != nullptr && G_TYPE_CHECK_INSTANCE_TYPE(item, listItemType());
-  const auto* const body = isItem ? dynamic_cast<ListItem<Element>*>(&ListItemObject::bodyOf(item)) : nullptr;
+  const auto* const body =
+      isItem ? dynamic_cast<const ListItem<Element>*>(&ListItemObject::bodyOf(item).shown()) : nullptr;
   if (body == nullptr) fatalError("The item shows no element of this type", "Tessaly/ListModel", __LINE__);
   return body->element;
 }

@@ -17,6 +17,7 @@
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
 #include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
 #include "Tessaly/Adapters/Gtk/detail/ChosenText.hpp"
+#include "Tessaly/Adapters/Gtk/detail/KeepForThisTurn.hpp"
 #include "Tessaly/Adapters/detail/BothWays.hpp"
 #include "Tessaly/Adapters/detail/SettingOfField.hpp"
 
@@ -88,15 +89,6 @@ inline double roundedToDigits(GtkSpinButton* button, double value) {
   const double rounded = g_strtod(text, nullptr);
   g_free(text);
   return rounded;
-}
-
-/// Keeps an object that GTK still uses after the present signal, although a handler of the host may release the object.
-inline void keepForThisTurn(GObject* object) {
-  constexpr GSourceFunc release = [](gpointer kept) -> gboolean {
-    g_object_unref(kept);
-    return G_SOURCE_REMOVE;
-  };
-  g_idle_add_full(G_PRIORITY_HIGH, release, g_object_ref(object), nullptr);
 }
 
 /// Binds a setting of a number to a widget, which gets the range of the key.

@@ -11,6 +11,7 @@ namespace Tessaly::inline v1::detail {
 class ListModelBody {
  public:
   virtual ~ListModelBody() = default;
+  [[nodiscard]] virtual GType itemType() const = 0;
   [[nodiscard]] virtual guint count() const = 0;
   /// Returns a new reference to the item of a row.
   [[nodiscard]] virtual GObject* item(guint row) = 0;
@@ -20,6 +21,8 @@ class ListModelBody {
 class ListItemBody {
  public:
   virtual ~ListItemBody() = default;
+  /// The body with the element. Another one only for an item that stands for another item.
+  [[nodiscard]] virtual const ListItemBody& shown() const { return *this; }
 };
 
 /// A `GObject` that owns its C++ part, the body. `type` registers a type under `name` in GLib, or returns the type that
@@ -76,21 +79,23 @@ inline GType listItemType() {
   return type;
 }
 
-inline GType listModelType() {
-  constexpr auto addInterface = [](GType made) {
-    constexpr GInterfaceInitFunc prepare = [](gpointer interface, gpointer) {
-      auto* model = static_cast<GListModelInterface*>(interface);
-      model->get_item_type = [](GListModel*) { return listItemType(); };
-      model->get_n_items = [](GListModel* list) { return ListModelObject::bodyOf(list).count(); };
-      model->get_item = [](GListModel* list, guint row) -> gpointer {
-        ListModelBody& body = ListModelObject::bodyOf(list);
-        return row < body.count() ? body.item(row) : nullptr;
-      };
+/// Lets the objects of a type be list models whose C++ part is a `ListModelBody`.
+inline void addListModelInterface(GType type) {
+  constexpr GInterfaceInitFunc prepare = [](gpointer interface, gpointer) {
+    auto* model = static_cast<GListModelInterface*>(interface);
+    model->get_item_type = [](GListModel* list) { return ListModelObject::bodyOf(list).itemType(); };
+    model->get_n_items = [](GListModel* list) { return ListModelObject::bodyOf(list).count(); };
+    model->get_item = [](GListModel* list, guint row) -> gpointer {
+      ListModelBody& body = ListModelObject::bodyOf(list);
+      return row < body.count() ? body.item(row) : nullptr;
     };
-    const GInterfaceInfo info{prepare, nullptr, nullptr};
-    g_type_add_interface_static(made, G_TYPE_LIST_MODEL, &info);
   };
-  static const GType type = ListModelObject::type("TessalyListModel", addInterface, nullptr);
+  const GInterfaceInfo info{prepare, nullptr, nullptr};
+  g_type_add_interface_static(type, G_TYPE_LIST_MODEL, &info);
+}
+
+inline GType listModelType() {
+  static const GType type = ListModelObject::type("TessalyListModel", &addListModelInterface, nullptr);
   return type;
 }
 

@@ -62,6 +62,37 @@ TEST_F(GtkIncrementalModelTest, ChangesOfAShownListAreShownAtOnce) {
   EXPECT_FALSE(turn());
 }
 
+TEST_F(GtkIncrementalModelTest, SmallChangesAreReportedExactly) {
+  const auto change = +[](GListModel*, guint position, guint removed, guint added, std::string* seen) {
+    *seen += std::to_string(position) + " -" + std::to_string(removed) + " +" + std::to_string(added) + "; ";
+  };
+  std::string seen;
+  for (const guint count : {1'000U, 300U}) {
+    replaceAll(count);
+    while (turn()) {
+    }
+    const gulong watched = g_signal_connect(model_, "items-changed", G_CALLBACK(change), &seen);
+    const char* two[] = {"text", "text", nullptr};
+    gtk_string_list_splice(rows_, 100, 0, two);
+    gtk_string_list_remove(rows_, 0);
+    gtk_string_list_splice(rows_, 50, 3, two);
+    g_signal_handler_disconnect(model_, watched);
+    EXPECT_FALSE(turn());
+  }
+  EXPECT_EQ(seen, "100 -0 +2; 0 -1 +0; 50 -3 +2; 100 -0 +2; 0 -1 +0; 50 -3 +2; ");
+}
+
+TEST_F(GtkIncrementalModelTest, RowsThatAreNotShownYetChangeUnseen) {
+  replaceAll(1'000);
+  gtk_string_list_remove(rows_, 10);
+  EXPECT_EQ(shown(), 10U);
+  gtk_string_list_remove(rows_, 9);
+  EXPECT_EQ(shown(), 9U);
+  while (turn()) {
+  }
+  EXPECT_EQ(shown(), 998U);
+}
+
 TEST_F(GtkIncrementalModelTest, ListThatBecameShortGrowsInStepsAgain) {
   replaceAll(1'000);
   while (turn()) {
