@@ -13,6 +13,7 @@
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
 #include "Tessaly/Adapters/Gtk/IncrementalModel.hpp"
 #include "Tessaly/Adapters/Gtk/ListModel.hpp"
+#include "Tessaly/Adapters/Gtk/ReusingSelection.hpp"
 #include "Tessaly/Adapters/Gtk/SettingBinding.hpp"
 
 namespace keeper {
@@ -103,8 +104,8 @@ GtkWidget* Window::makeColumnsMenu() {
 GtkWidget* Window::makeList() {
   GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
   GListModel* files = Gtk4::listModel([&desk = desk_] { return desk.files(); }, &File::name);
-  selection_ = gtk_multi_selection_new(Gtk4::incrementalModel(files));
-  columns_ = gtk_column_view_new(GTK_SELECTION_MODEL(selection_));
+  selection_ = Gtk4::reusingSelection(GTK_SELECTION_MODEL(gtk_multi_selection_new(Gtk4::incrementalModel(files))));
+  columns_ = gtk_column_view_new(selection_);
   gtk_widget_add_css_class(columns_, "data-table");
   describe(columns_, Word::files);
   addNames();
@@ -282,7 +283,7 @@ void Window::scrollTo(std::size_t row) {
 
 Files Window::selected() const {
   Files files;
-  GtkBitset* rows = gtk_selection_model_get_selection(GTK_SELECTION_MODEL(selection_));
+  GtkBitset* rows = gtk_selection_model_get_selection(selection_);
   GtkBitsetIter next;
   guint row = 0;
   for (bool isRow = gtk_bitset_iter_init_first(&next, rows, &row); isRow; isRow = gtk_bitset_iter_next(&next, &row)) {

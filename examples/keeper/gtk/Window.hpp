@@ -63,7 +63,7 @@ class Window {
   GMainLoop* loop_;
   Tessaly::Default<Theme> theme_{themeKey};
   GtkWidget* window_;
-  GtkMultiSelection* selection_ = nullptr;
+  GtkSelectionModel* selection_ = nullptr;
   GtkWidget* columns_ = nullptr;
   GtkWidget* sections_ = nullptr;
   GtkWidget* status_ = nullptr;
