@@ -135,22 +135,24 @@ class ReusingSelection final : public ListModelBody {
 
   /// Gives the items their new rows. The items of removed rows become free, in the order of the rows.
   void moveItems(guint first, guint removed, guint added) {
+    std::vector<StandInItem*> free;
     for (const auto& [shown, item] : *all_) {
       if (item->row == StandInItem::absent || item->row < first) continue;
       if (item->row - first < removed) {
-        free_.push_back(item);
+        free.push_back(item);
       } else {
         item->row += added - removed;
       }
     }
-    if (free_.empty()) return;
-    std::ranges::sort(free_, {}, &StandInItem::row);
+    if (free.empty()) return;
+    std::ranges::sort(free, {}, &StandInItem::row);
     // The view stays where it is, or at the end of the rows if they have become too few.
-    const auto count = static_cast<guint>(free_.size());
-    firstFree_ = std::min(free_.front()->row, first + added - std::min(added, count));
-    for (StandInItem* const item : free_) {
+    const auto count = static_cast<guint>(free.size());
+    firstFree_ = std::min(free.front()->row, first + added - std::min(added, count));
+    for (StandInItem* const item : free) {
       item->row = StandInItem::absent;
       g_object_ref(item->object);
+      free_.push_back(item);
     }
     keepItems(firstFree_, std::min(first + added - firstFree_, count));
   }

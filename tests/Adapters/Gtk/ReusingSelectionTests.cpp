@@ -40,7 +40,8 @@ class GtkReusedListOfTest : public GtkListOfTest {
 
   using GtkListOfTest::select;
   void select(GListModel* rows) override {
-    selection_ = Gtk4::reusingSelection(GTK_SELECTION_MODEL(gtk_multi_selection_new(rows)));
+    slice_ = gtk_slice_list_model_new(rows, 0, G_MAXUINT);
+    selection_ = Gtk4::reusingSelection(GTK_SELECTION_MODEL(gtk_multi_selection_new(G_LIST_MODEL(slice_))));
     model_ = G_LIST_MODEL(g_object_ref(selection_));
   }
   static void end(GtkSelectionModel* /*selection*/, guint /*row*/, guint /*count*/, GtkReusedListOfTest* self) {
@@ -66,6 +67,7 @@ class GtkReusedListOfTest : public GtkListOfTest {
   }
 
   Property<Tracks> queue_ = tracks(0, 1'000);
+  GtkSliceListModel* slice_ = nullptr;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(GtkReused, ListedRows, GtkReusedListOfTest);
@@ -174,6 +176,18 @@ TEST_F(GtkReusedListOfTest, ModelMayEndInAHandlerOfItsSelection) {
   select(1);
   EXPECT_EQ(model_, nullptr);
   turn();
+}
+
+TEST_F(GtkReusedListOfTest, ItemsEndWithTheModelAfterAnUpdateInsideAnUpdate) {
+  listQueue();
+  gpointer left = item(150);
+  g_object_add_weak_pointer(G_OBJECT(left), &left);
+  whenChanged_ = [&] { gtk_slice_list_model_set_size(slice_, 30); };
+  show(tracks(5'000, 5'050));
+  EXPECT_EQ(rows(), titles(tracks(5'000, 5'030)));
+  destroyModel();
+  turn();
+  EXPECT_EQ(left, nullptr);
 }
 
 TEST(GtkReusingSelectionDeathTest, ItemsOfAnotherListStopTheProcess) {
