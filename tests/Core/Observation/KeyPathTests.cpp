@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -38,8 +37,6 @@ struct Box {
 };
 
 namespace {
-
-using testing::ElementsAre;
 
 struct Hidden {
   int title = 0;
@@ -118,8 +115,6 @@ TEST(KeyPath, IsEqualInAHostAndTwoPlugIns) {
   EXPECT_EQ(counts.size(), 1U);
 }
 
-// With static libraries a plug-in has observers of its own.
-#ifdef TESSALY_PLUGINS_SHARE_THE_LIBRARY
 TEST(KeyPath, KeyPathOfAPlugInObservesAHostsObject) {
   const Tests::PluginKeyPaths* const plugin = keyPathsOf(TESSALY_FIRST_KEY_PATH_PLUGIN);
   ASSERT_NE(plugin, nullptr);
@@ -130,9 +125,9 @@ TEST(KeyPath, KeyPathOfAPlugInObservesAHostsObject) {
   const auto observation = observe(tune, plugin->minutes, NSKeyValueObservingOptions::new_,
                                    [&](const auto& change) { minutes.push_back(*change.newValue); });
   tune->seconds = 240;
-  EXPECT_THAT(minutes, ElementsAre(4));
+  // With static libraries a plug-in has observers of its own.
+  EXPECT_EQ(minutes, TESSALY_PLUGINS_SHARE_THE_LIBRARY ? std::vector<int>{4} : std::vector<int>());
 }
-#endif
 
 TEST(KeyPath, LocalClassesOfTwoFilesDiffer) {
   const auto copy = detail::KeyPathOf<&Hidden::title>::record;
