@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -49,11 +50,16 @@ struct Script {
   std::vector<std::function<Changes()>> takes;
   std::function<void()> wake;
   bool isRemote = false;
+  /// The thread on which the source ended.
+  std::promise<std::thread::id> end;
 };
 
 class ScriptedSource final : public DirectorySource {
  public:
   explicit ScriptedSource(std::shared_ptr<Script> script) : script_(std::move(script)) {}
+  ScriptedSource(const ScriptedSource&) = delete;
+  ScriptedSource& operator=(const ScriptedSource&) = delete;
+  ~ScriptedSource() override { script_->end.set_value(std::this_thread::get_id()); }
   Changes takeChanges() override {
     if (script_->takes.empty()) return {};
     const auto take = std::move(script_->takes.front());
@@ -269,6 +275,14 @@ TEST_F(ScriptedDirectoryChanges, DirectoryIsWatchedBesideTheThreadOfTheCaller) {
   });
   EXPECT_NE(maker, std::thread::id());
   EXPECT_NE(maker, std::this_thread::get_id());
+}
+
+TEST_F(ScriptedDirectoryChanges, SourceEndsBesideTheThreadOfTheCaller) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted().makeAsyncIterator();
+    co_await iterator.next();
+  });
+  EXPECT_NE(script_->end.get_future().get(), std::this_thread::get_id());
 }
 
 TEST_F(ScriptedDirectoryChanges, RemoteDirectoryIsPolledEverySecond) {

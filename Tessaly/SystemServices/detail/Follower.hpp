@@ -62,6 +62,7 @@ class Follower {
     if (source_ == nullptr) source_ = make_([continuation = continuation_] { continuation.yield({}); });
     return *source_;
   }
+  [[nodiscard]] std::unique_ptr<Source> takeSource() { return std::move(source_); }
   [[nodiscard]] Clock& clock() const noexcept { return clock_; }
 
   /// Waits until there may be a change. Returns false if the task was cancelled.
