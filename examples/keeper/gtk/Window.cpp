@@ -182,7 +182,9 @@ void Window::addColumn(const Column& column) {
                           return cell;
                         },
                         [&column](GtkWidget* cell, const FilePointer& file) {
-                          gtk_inscription_set_text(GTK_INSCRIPTION(cell), column.text(*file).c_str());
+                          // An inscription follows its first letter, and a kind may have no translation.
+                          const char* mark = isRightToLeft() ? "\u200F" : "";
+                          gtk_inscription_set_text(GTK_INSCRIPTION(cell), (mark + column.text(*file)).c_str());
                         }));
   Gtk4::bind(shown, gtk_column_view_column_set_visible,
              [setting = Default<bool>(column.shown)] { return setting.value(); });
