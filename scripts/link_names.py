@@ -107,6 +107,8 @@ def take_pictures(text):
 
 def broken_links(known):
     for page in sorted(known):
+        if re.search(r'@ref ["/]', read(SITE / page)):
+            yield f"{page} shows a link as text"
         for link in sorted(set(re.findall(r'\b(?:href|src)="([^"]+)"', read(SITE / page)))):
             parts = urllib.parse.urlsplit(html.unescape(link))
             target = parts.path or page

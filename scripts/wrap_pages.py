@@ -5,7 +5,8 @@
     scripts/wrap_pages.py            wraps every page
     scripts/wrap_pages.py page...    wraps these pages
 
-Tables, code and pictures stay unchanged, and so do paragraphs without a long line.
+Tables, code and pictures stay unchanged, and so do paragraphs without a long line. The text of a link stays in one line,
+because Doxygen does not find its end in the next one.
 """
 
 import pathlib
@@ -17,17 +18,21 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 LONGEST = 120
 BULLET = re.compile(r"\s*(?:[-*]|\d+\.) ")
 VERBATIM = re.compile(r"\||#|<!--|!\[")
+TEXT_OF_LINK = re.compile(r"\[[^\[\]]*\](?=\()")
 
 
 def wrapped(paragraph):
-    """The lines of a paragraph or a list item, filled again if one of them is too long."""
-    if all(len(line) <= LONGEST for line in paragraph):
+    """The lines of a paragraph or a list item, filled again if one of them is too long or ends inside a link."""
+    if all(len(line) <= LONGEST for line in paragraph) and not any(
+            "\n" in link for link in TEXT_OF_LINK.findall("\n".join(paragraph))):
         return paragraph
     bullet = BULLET.match(paragraph[0])
     indent = re.match(r"\s*", paragraph[0]).group()
     rest = " " * len(bullet.group()) if bullet else indent
-    return textwrap.wrap(" ".join(line.strip() for line in paragraph), LONGEST, initial_indent=indent,
-                         subsequent_indent=rest, break_long_words=False, break_on_hyphens=False)
+    text = TEXT_OF_LINK.sub(lambda link: link.group().replace(" ", "\0"), " ".join(line.strip() for line in paragraph))
+    lines = textwrap.wrap(text, LONGEST, initial_indent=indent, subsequent_indent=rest, break_long_words=False,
+                          break_on_hyphens=False)
+    return [line.replace("\0", " ") for line in lines]
 
 
 def wrap(text):
