@@ -58,9 +58,9 @@ struct DirectoryOptions {
 /// `ENOTDIR` if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. A cancelled
 /// wait ends the sequence. Only one task at a time may wait; a second waiting task stops the process.
 ///
-/// The first `next()` begins to follow the directory, on a thread that may block. The file manager must exist until then.
-/// The process uses one inotify instance. Each followed directory, and each directory on the path to it, uses one watch
-/// and no descriptor. An entry with a name of up to 15 bytes uses at most 200 bytes of memory.
+/// The first `next()` begins to follow the directory, on a thread that may block. The file manager must exist until
+/// then. The process uses one inotify instance. Each followed directory, and each directory on the path to it, uses one
+/// watch and no descriptor. An entry with a name of up to 15 bytes uses at most 200 bytes of memory.
 ///
 /// Thread contract: thread-safe.
 ///
