@@ -59,6 +59,21 @@ Contents contentsOf(Arguments arguments) {
   return contents;
 }
 
+/// Writes the contents. The pasteboard waits 2 s for its display, as is right for a window. A user of this command
+/// waits for a busy display up to ten times as long.
+PasteboardProblem write(const Contents& contents, const DisplayPasteboard& pasteboard) {
+  PasteboardProblem problem = PasteboardProblem::notAnswering;
+  for (int attempt = 0; attempt < 10 && problem == PasteboardProblem::notAnswering; ++attempt) {
+    if (contents.url) {
+      Tessaly::PasteboardService::write(*contents.url);
+    } else {
+      Tessaly::PasteboardService::write(contents.text);
+    }
+    problem = pasteboard.status().problem;
+  }
+  return problem;
+}
+
 /// Offers the contents until another program replaces them. Writes the problem to the descriptor as soon as it is
 /// known.
 [[noreturn]] void serve(const Contents& contents, int report) {
@@ -72,12 +87,7 @@ Contents contentsOf(Arguments arguments) {
   static_cast<void>(::chdir("/") == 0);
   const auto pasteboard = std::make_shared<DisplayPasteboard>();
   const Tessaly::BackendInstallation<PasteboardBackend> installation(pasteboard);
-  if (contents.url) {
-    Tessaly::PasteboardService::write(*contents.url);
-  } else {
-    Tessaly::PasteboardService::write(contents.text);
-  }
-  const auto problem = static_cast<std::uint8_t>(pasteboard->status().problem);
+  const auto problem = static_cast<std::uint8_t>(write(contents, *pasteboard));
   const bool isHeard = ::write(keptReport, &problem, sizeof problem) == sizeof problem;
   ::close(keptReport);
   if (isHeard && problem == 0) pasteboard->waitWhileServing();

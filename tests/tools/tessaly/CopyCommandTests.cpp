@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +9,7 @@
 
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/OutputOf.hpp"
+#include "tests/Support/Process.hpp"
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/Support/XClipboard.hpp"
 
@@ -64,6 +66,14 @@ TEST_F(CopyCommand, CopiesStandardInputUnchanged) {
   std::ofstream(clipboard_.folder() + "/input") << text;
   EXPECT_EQ(run("< " + clipboard_.folder() + "/input"), "(0)\n");
   EXPECT_TRUE(clipboard_.paste() == text);
+}
+
+TEST_F(CopyCommand, WaitsForABusyDisplay) {
+  clipboard_.server().process().signal(SIGSTOP);
+  const std::string server = std::to_string(clipboard_.server().process().identifier());
+  const Tests::Process goesOn({"sh", "-c", "sleep 3; kill -CONT " + server});
+  EXPECT_EQ(run("late"), "(0)\n");
+  EXPECT_EQ(clipboard_.paste(), "late");
 }
 
 TEST_F(CopyCommand, CopiesAURLAsOne) {
