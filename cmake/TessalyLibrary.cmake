@@ -37,14 +37,15 @@ function(tessaly_backend NAME)
   endforeach()
 endfunction()
 
-# tessaly_library(NAME [SOURCES file...] [PUBLIC library...] [PRIVATE library...] [PACKAGES package...])
+# tessaly_library(NAME [SOURCES file...] [PUBLIC library...] [PRIVATE library...] [PACKAGES package...]
+#                 [CLASSES class...])
 #
 # Makes the target Tessaly<NAME>, known as Tessaly::<NAME> inside and outside. Without SOURCES it is header-only. PUBLIC
 # and PRIVATE name libraries of ours without their prefix, which must exist already. PACKAGES are those of
 # TessalyDependencies.cmake. If a package is missing, no target is made. That is an error only if the host requested the
-# library.
+# library. CLASSES are the classes that `Object::make` finds by a function of the library, such as Tessaly_Backing.
 function(tessaly_library NAME)
-  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE;PACKAGES" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE;PACKAGES;CLASSES" ${ARGN})
   get_property(backend_sources GLOBAL PROPERTY TESSALY_BACKEND_SOURCES_${NAME})
   get_property(backend_libraries GLOBAL PROPERTY TESSALY_BACKEND_LIBRARIES_${NAME})
   get_property(backend_packages GLOBAL PROPERTY TESSALY_BACKEND_PACKAGES_${NAME})
@@ -87,6 +88,10 @@ function(tessaly_library NAME)
   list(TRANSFORM ARG_PRIVATE PREPEND Tessaly:: OUTPUT_VARIABLE private)
   if(private)
     target_link_libraries(${target} PRIVATE ${private})
+  endif()
+  if(NOT BUILD_SHARED_LIBS)  # The linker hides the functions of a program.
+    list(TRANSFORM ARG_CLASSES PREPEND LINKER:--export-dynamic-symbol=tessaly_register_)
+    target_link_options(${target} INTERFACE ${ARG_CLASSES})
   endif()
   foreach(package IN LISTS ARG_PACKAGES)
     if(package IN_LIST tessaly_header_packages)

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <dlfcn.h>
+
 #include <cstdio>
 
 #include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
@@ -14,5 +17,8 @@ int main() {
   if (Tessaly::UserDefaults::installed().load() != nullptr) return 1;
   Tessaly::PasteboardBackend& pasteboard = Tessaly::PasteboardBackend::current();
   if (!isThere || size.empty() || &pasteboard != &Tessaly::PasteboardBackend::system()) return 1;
+  // `Object::make` finds the classes of the library by such functions.
+  if (Tessaly::Formatters::CharactersLimit::make(3) == nullptr) return 1;
+  if (::dlsym(RTLD_DEFAULT, "tessaly_register_Tessaly_CharactersLimit") == nullptr) return 1;
   std::printf("a host caught %s\n", Tessaly::CancellationError().what());
 }
