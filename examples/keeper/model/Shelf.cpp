@@ -27,7 +27,7 @@ Shelf::Shelf(URL directory, FileManager& files, const Locale& locale)
 
 void Shelf::open(const URL& directory) {
   following_.end();
-  former_ = std::exchange(index_, std::make_shared<FileIndex>(locale_));
+  former_.push_back(std::exchange(index_, std::make_shared<FileIndex>(locale_)));
   revision_ = 0;
   problem = "";
   listing = nullptr;
@@ -61,10 +61,11 @@ Async<void> Shelf::publish() {
     const auto [revision, text, hidden] = *co_await requests.next();
     if (revision == 0) continue;
     const auto index = index_;
-    auto found = co_await withIsolation(indexing_, [index, text, hidden, former = std::move(former_)]() mutable {
-      former.reset();
-      return index->matching(text, hidden);
-    });
+    auto found =
+        co_await withIsolation(indexing_, [index, text, hidden, former = std::exchange(former_, {})]() mutable {
+          former.clear();
+          return index->matching(text, hidden);
+        });
     if (index == index_) listing = std::move(found);
   }
 }

@@ -45,8 +45,8 @@ class Shelf {
   Tessaly::Locale locale_;
   /// The files of the directory. Another directory has another index, which late work on the former one cannot change.
   std::shared_ptr<FileIndex> index_;
-  /// The index of the former directory. It ends beside the main thread, because its end takes 40 ms for 100,000 files.
-  std::shared_ptr<FileIndex> former_;
+  /// The indexes of former directories. They end beside the main thread, because the end of 100,000 files takes 40 ms.
+  std::vector<std::shared_ptr<FileIndex>> former_;
   Tessaly::Isolation indexing_ = Tessaly::Isolation::serial();
   Tessaly::Property<int> revision_ = 0;
   Tessaly::Default<bool> showsHiddenFiles_{showsHiddenFilesKey};

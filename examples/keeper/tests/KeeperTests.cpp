@@ -185,11 +185,14 @@ TEST_F(KeeperTest, OpensAnotherDirectoryAndRemembersIt) {
   waitForNames(*shelf, {"a", "b", "other"});
   desk.compare();
   waitUntil([&] { return desk.canShowOnlyDuplicates(); });
+  const std::weak_ptr<const File> former = shelf->listing.value()->files.front();
   desk.open(URL::fileURLWithPath((path / "other").string(), URL::DirectoryHint::isDirectory));
   EXPECT_EQ(desk.listing(), nullptr);
+  EXPECT_FALSE(former.expired()) << "the files ended on the main thread";
   EXPECT_FALSE(desk.canShowOnlyDuplicates());
   EXPECT_EQ(desk.title(), "other — Keeper");
   waitForNames(*shelf, {"new"});
+  waitUntil([&] { return former.expired(); });
   write("c");
   write("other/later");
   waitForNames(*shelf, {"later", "new"});
