@@ -65,6 +65,12 @@ def self_test():
         tree.expect(check(None, quiet))
         tree.expect(check(None, quiet, loud), "loud has 1 initialisers instead of 0: _GLOBAL__sub_I_loud.cpp")
         tree.expect(check(None), "No library")
+        for name in ("quiet", "loud"):
+            source = pathlib.Path(folder) / name
+            run("clang++-19", "-std=c++23", "-c", "-fPIC", f"{source}.cpp", "-o", f"{source}.o")
+            run("ar", "rc", f"{folder}/lib{name}.a", f"{source}.o")
+        tree.expect(check(None, tree.loaded(f"{folder}/libquiet.a", folder)))
+        tree.expect(check(None, tree.loaded(f"{folder}/libloud.a", folder)), "libloud has 1 initialisers instead of 0")
 
 
 tree.main(check, self_test)
