@@ -165,7 +165,7 @@ class ReusingSelection final : public ListModelBody {
       g_object_unref(shown);
     }
   }
-  /// The stand-in of an item, which is in this row and not free. Null if there is none.
+  /// Returns the stand-in of an item that is in this row, or null if the item has none. The stand-in is no longer free.
   StandInItem* keep(GObject* shown, guint row) {
     const auto known = all_->find(shown);
     if (known == all_->end()) return nullptr;
@@ -242,8 +242,8 @@ namespace Gtk4 {
 /// ms.
 ///
 /// Thus the element of an item may become another one when its row is removed. A host that keeps items asks the model
-/// inside for them. Selected elements stay selected, as without this model. In an update of many rows, the view and the
-/// keyboard focus stay at their place, and an element that the view shows before and after keeps its item.
+/// inside for them. Selected elements stay selected, as without this model. In a new order of the rows, the view and
+/// the keyboard focus stay at their place. An element that the view shows before and after an update keeps its item.
 ///
 /// Takes over the reference to `selection`, and returns a new reference, as the constructors of GTK's selection models
 /// do. A handler of a signal may release the model. A list with other items stops the process.

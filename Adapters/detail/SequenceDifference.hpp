@@ -278,10 +278,10 @@ class SequenceMatches {
 /// The steps that lead from `before` to `after`. At the common beginning and the common end, elements with an equal
 /// identity are matched. Between these parts, equal pointers are matched first, then elements with an equal identity.
 /// In both cases, equal elements are matched in the order in which they occur. Exception: if the pointers of the
-/// shorter part all occur in the longer part in the same order, that order decides. Makes O(n) calls of `identity`, and
-/// of the
-/// `==` and the `std::hash` of identities. For matched equal pointers, such calls occur only directly after the common
-/// beginning and directly before the common end.
+/// shorter part all occur in the longer part in the same order, that order decides.
+///
+/// Makes O(n) calls of `identity`, and of the `==` and the `std::hash` of identities. For matched equal pointers, such
+/// calls occur only directly after the common beginning and directly before the common end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

@@ -13,6 +13,7 @@
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
 #include "Tessaly/Adapters/Gtk/SettingBinding.hpp"
 #include "tests/Adapters/BoundWidgets.hpp"
+#include "tests/Adapters/Gtk/StartGtk.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
 
 namespace Tessaly {
@@ -25,11 +26,7 @@ class GtkWidgetsOfTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
-    ::setenv("GDK_BACKEND", "x11", 1);
-    ::setenv("GSK_RENDERER", "cairo", 1);
-    ::setenv("GTK_A11Y", "none", 1);
-    ::setenv("GSETTINGS_BACKEND", "memory", 1);
-    gtk_init();
+    Tests::startGtk();
     adapter_.emplace();
     window_ = gtk_window_new();
     GtkWidget* box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 10);

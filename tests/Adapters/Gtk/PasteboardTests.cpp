@@ -7,6 +7,7 @@
 
 #include "Tessaly/Adapters/GLib/MainLoop.hpp"
 #include "Tessaly/Adapters/Gtk/Pasteboard.hpp"
+#include "tests/Adapters/Gtk/StartGtk.hpp"
 #include "tests/Adapters/ToolkitPasteboards.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
 
@@ -17,10 +18,7 @@ class GtkPasteboardOfTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
-    ::setenv("GDK_BACKEND", "x11", 1);
-    ::setenv("GTK_A11Y", "none", 1);
-    ::setenv("GSETTINGS_BACKEND", "memory", 1);
-    gtk_init();
+    Tests::startGtk();
     loop_.emplace();
     pasteboard_.emplace();
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 #include "Tessaly/Adapters/Gtk/ReusingSelection.hpp"
 #include "tests/Adapters/Gtk/ShownTracks.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -133,6 +135,26 @@ TEST_F(GtkReusedListOfTest, RowsOfTheViewKeepTheirOrder) {
   const std::vector<gpointer> items{item(0), item(1), item(2)};
   show(tracks(5'000, 6'000));
   EXPECT_EQ((std::vector<gpointer>{item(0), item(1), item(2)}), items);
+}
+
+TEST_F(GtkReusedListOfTest, ViewAndFocusStayAtTheirPlaceInANewOrder) {
+  listQueue();
+  GtkWidget* const scroller = gtk_window_get_child(GTK_WINDOW(window_));
+  GtkAdjustment* const place = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller));
+  GtkWidget* const view = gtk_scrolled_window_get_child(GTK_SCROLLED_WINDOW(scroller));
+  Tests::waitUntil([&] { return turn(), gtk_adjustment_get_upper(place) > 1'000; });
+  gtk_widget_activate_action(view, "list.scroll-to-item", "u", 500U);
+  Tests::waitUntil([&] { return turn(), gtk_adjustment_get_value(place) > 1'000; });
+  gtk_widget_grab_focus(view);
+  turn();
+  GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(window_));
+  ASSERT_NE(focus, nullptr);
+  const double value = gtk_adjustment_get_value(place);
+  Tracks reversed = tracks(0, 1'000);
+  std::ranges::reverse(reversed);
+  show(reversed);
+  EXPECT_EQ(gtk_adjustment_get_value(place), value);
+  EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(window_)), focus);
 }
 
 TEST_F(GtkReusedListOfTest, ItemOfARemovedRowWithoutASuccessorKeepsItsElement) {

@@ -12,6 +12,7 @@
 
 #include "Tessaly/Adapters/GLib/MainLoop.hpp"
 #include "Tessaly/Adapters/Gtk/ListModel.hpp"
+#include "tests/Adapters/Gtk/StartGtk.hpp"
 #include "tests/Adapters/ListedRows.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
 
@@ -22,11 +23,7 @@ class GtkListOfTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
-    ::setenv("GDK_BACKEND", "x11", 1);
-    ::setenv("GSK_RENDERER", "cairo", 1);
-    ::setenv("GTK_A11Y", "none", 1);
-    ::setenv("GSETTINGS_BACKEND", "memory", 1);
-    gtk_init();
+    Tests::startGtk();
     adapter_.emplace();
   }
   void TearDown() override { destroyModel(); }
