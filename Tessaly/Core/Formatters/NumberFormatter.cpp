@@ -170,14 +170,14 @@ class NumberFormatter::Engine {
     }
     limitDigits(minimum, maximum);
     icu::UnicodeString units;
-    format_->format(value, units);
+    unscaledFormat().format(value, units);
     return utf8(units);
   }
 
   std::string string(std::int64_t value, std::int64_t minimum, std::int64_t maximum) {
     limitDigits(minimum, maximum);
     icu::UnicodeString units;
-    format_->format(value, units);
+    unscaledFormat().format(value, units);
     return utf8(units);
   }
 
@@ -188,7 +188,7 @@ class NumberFormatter::Engine {
     if (!units) return std::nullopt;
     icu::Formattable result;
     icu::ParsePosition position(0);
-    format_->parse(*units, result, position);
+    unscaledFormat().parse(*units, result, position);
     if (position.getErrorIndex() >= 0 || position.getIndex() == 0 || position.getIndex() != units->length()) {
       return std::nullopt;
     }
@@ -223,9 +223,15 @@ class NumberFormatter::Engine {
           icu::UnicodeString(style == Style::percent ? u"#,##0%" : u"#,##0.###"),
           new icu::DecimalFormatSymbols(known, status), status);
     }
-    decimal->setMultiplier(1);
     static_cast<void>(format.release());
     return std::unique_ptr<icu::DecimalFormat>(decimal);
+  }
+
+  /// The format without the factor of 100 that ICU gives percentages. It is removed before the first use, because most
+  /// formatters need no format of ICU after the constructor.
+  [[nodiscard]] icu::DecimalFormat& unscaledFormat() const {
+    if (format_->getMultiplier() != 1) format_->setMultiplier(1);
+    return *format_;
   }
 
   void limitDigits(std::int64_t minimum, std::int64_t maximum) {
