@@ -5,6 +5,7 @@
 #include <gtk/gtk.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -82,23 +83,17 @@ class ReusingSelection final : public ListModelBody {
   [[nodiscard]] guint count() const override { return g_list_model_get_n_items(G_LIST_MODEL(selection_)); }
   [[nodiscard]] GObject* item(guint row) override {
     GObject* const shown = shownItem(row);
-    if (StandInItem* const known = keep(shown, row)) {
+    if (StandInItem* const known = find(shown, row)) {
       g_object_unref(shown);
       return G_OBJECT(g_object_ref(known->object));
     }
-    if (free_.empty() || row < firstFree_) {
-      const bool isSearch = isTelling_ && ++made_ > enough;
-      return isSearch ? shown : (new StandInItem(shown, row, all_))->object;
-    }
-    StandInItem* const reused = free_.front();
-    free_.erase(free_.begin());
-    reused->standFor(shown);
-    reused->row = row;
-    reused_.push_back(reused->object);
-    return G_OBJECT(g_object_ref(reused->object));
+    const bool isSearch = isTelling_ && ++made_ > enough;
+    return isSearch ? shown : (new StandInItem(shown, row, all_))->object;
   }
 
  private:
+  using Items = std::vector<StandInItem*>;
+
   explicit ReusingSelection(GtkSelectionModel* selection) : selection_(selection) {
     g_signal_connect_swapped(selection, "items-changed", G_CALLBACK(&ReusingSelection::follow), this);
     constexpr auto select = +[](ReusingSelection* self, guint row, guint count) {
@@ -115,27 +110,26 @@ class ReusingSelection final : public ListModelBody {
     fatalError("A reusing selection shows only the items of a listModel", "Tessaly/ReusingSelection", __LINE__);
   }
 
-  /// While the view handles the signal, it asks for the items of the rows that it shows. Then new rows get free items.
   static void follow(ReusingSelection* self, guint first, guint removed, guint added) {
     // A handler of the host may release the model. GTK 4.18 uses its selection model after this function.
     keepForThisTurn(G_OBJECT(self->selection_));
     auto* const object = G_OBJECT(g_object_ref(self->object_));
-    self->moveItems(first, removed, added);
+    const Items reused = self->moveItems(first, removed, added);
     self->isTelling_ = true;
     self->made_ = 0;
     g_list_model_items_changed(G_LIST_MODEL(object), first, removed, added);
     self->isTelling_ = false;
-    for (StandInItem* const item : std::exchange(self->free_, {})) g_object_unref(item->object);
-    for (GObject* const item : std::exchange(self->reused_, {})) {
-      g_signal_emit_by_name(item, "changed");
-      g_object_unref(item);
+    for (StandInItem* const item : reused) {
+      g_signal_emit_by_name(item->object, "changed");
+      g_object_unref(item->object);
     }
     g_object_unref(object);
   }
 
-  /// Gives the items their new rows. The items of removed rows become free, in the order of the rows.
-  void moveItems(guint first, guint removed, guint added) {
-    std::vector<StandInItem*> free;
+  /// Gives the items their new rows. Items of removed rows get new rows of the same numbers. So the view, which follows
+  /// its items, stays where it is. Returns new references to the items that stand for other items now.
+  Items moveItems(guint first, guint removed, guint added) {
+    Items free;
     for (const auto& [shown, item] : *all_) {
       if (item->row == StandInItem::absent || item->row < first) continue;
       if (item->row - first < removed) {
@@ -144,33 +138,46 @@ class ReusingSelection final : public ListModelBody {
         item->row += added - removed;
       }
     }
-    if (free.empty()) return;
     std::ranges::sort(free, {}, &StandInItem::row);
-    // The view stays where it is, or at the end of the rows if they have become too few.
-    const auto count = static_cast<guint>(free.size());
-    firstFree_ = std::min(free.front()->row, first + added - std::min(added, count));
-    for (StandInItem* const item : free) {
-      item->row = StandInItem::absent;
-      g_object_ref(item->object);
-      free_.push_back(item);
-    }
-    keepItems(firstFree_, std::min(first + added - firstFree_, count));
-  }
-  /// Keeps the free items whose elements are in these rows, too. A `listModel` reports a change of many rows as a
-  /// replacement of kept rows and others.
-  void keepItems(guint first, guint count) {
-    for (guint row = first; row - first < count; ++row) {
+    std::vector<guint> rows = newRows(free, first, added);
+    for (StandInItem* const item : free) item->row = StandInItem::absent;
+    // A `listModel` reports a change of many rows as a replacement of kept rows and others. Kept rows keep their items.
+    std::erase_if(rows, [&](guint row) {
       GObject* const shown = shownItem(row);
-      (void)keep(shown, row);
+      const bool isKept = find(shown, row) != nullptr;
       g_object_unref(shown);
-    }
+      return isKept;
+    });
+    std::erase_if(free, [](const StandInItem* item) { return item->row != StandInItem::absent; });
+    return reuse(free, rows);
   }
-  /// Returns the stand-in of an item that is in this row, or null if the item has none. The stand-in is no longer free.
-  StandInItem* keep(GObject* shown, guint row) {
+  /// The rows of the items, moved towards the first row if there are too few new rows. If there are more items than
+  /// new rows, the first items get none.
+  static std::vector<guint> newRows(const Items& items, guint first, guint added) {
+    std::vector<guint> rows;
+    guint end = first + added;
+    for (auto item = items.rbegin(); item != items.rend() && end > first; ++item) {
+      end = std::min((*item)->row, end - 1);
+      rows.push_back(end);
+    }
+    std::ranges::reverse(rows);
+    return rows;
+  }
+  /// Lets the last items stand for the items of these rows.
+  Items reuse(const Items& items, const std::vector<guint>& rows) {
+    Items reused(items.end() - static_cast<std::ptrdiff_t>(std::min(items.size(), rows.size())), items.end());
+    for (std::size_t i = 0; i < reused.size(); ++i) {
+      g_object_ref(reused[i]->object);
+      reused[i]->row = rows[i];
+      reused[i]->standFor(shownItem(rows[i]));
+    }
+    return reused;
+  }
+  /// Returns the stand-in of an item that is in this row, or null if the item has none.
+  StandInItem* find(GObject* shown, guint row) {
     const auto known = all_->find(shown);
     if (known == all_->end()) return nullptr;
     known->second->row = row;
-    if (std::erase(free_, known->second) > 0) g_object_unref(known->second->object);
     return known->second;
   }
 
@@ -216,11 +223,6 @@ class ReusingSelection final : public ListModelBody {
   GtkSelectionModel* const selection_;
   GObject* object_ = nullptr;
   std::shared_ptr<StandInItem::All> all_ = std::make_shared<StandInItem::All>();
-  /// During an update: the free items, and the items that were given to new rows. Both hold references.
-  std::vector<StandInItem*> free_;
-  std::vector<GObject*> reused_;
-  /// The first row that gets a free item.
-  guint firstFree_ = 0;
   /// During an update, GTK searches new rows for the items that it showed. After `enough` new items it gets those of
   /// the list instead, which take half of the time.
   bool isTelling_ = false;
@@ -242,8 +244,9 @@ namespace Gtk4 {
 /// ms.
 ///
 /// Thus the element of an item may become another one when its row is removed. A host that keeps items asks the model
-/// inside for them. Selected elements stay selected, as without this model. In a new order of the rows, the view and
-/// the keyboard focus stay at their place. An element that the view shows before and after an update keeps its item.
+/// inside for them. Selected elements stay selected, as without this model. In a new order of the rows,
+/// the keyboard focus stays at its place, and so does the view, or it follows an element that it shows before and after
+/// the update. Such an element keeps its item.
 ///
 /// Takes over the reference to `selection`, and returns a new reference, as the constructors of GTK's selection models
 /// do. A handler of a signal may release the model. A list with other items stops the process.

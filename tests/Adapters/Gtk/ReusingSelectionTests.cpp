@@ -137,24 +137,48 @@ TEST_F(GtkReusedListOfTest, RowsOfTheViewKeepTheirOrder) {
   EXPECT_EQ((std::vector<gpointer>{item(0), item(1), item(2)}), items);
 }
 
+/// The adjustment's value when three frames have left it as it is. GTK guesses the heights of rows, and corrects the
+/// place when it has measured them.
+double restingValue(GtkAdjustment* place, GtkWidget* view) {
+  double value = gtk_adjustment_get_value(place);
+  int frames = 0;
+  const auto count = [](GtkWidget*, GdkFrameClock*, gpointer frames) -> gboolean {
+    ++*static_cast<int*>(frames);
+    return G_SOURCE_CONTINUE;
+  };
+  const guint counting = gtk_widget_add_tick_callback(view, count, &frames, nullptr);
+  Tests::waitUntil([&] {
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+    if (std::exchange(value, gtk_adjustment_get_value(place)) != value) frames = 0;
+    return frames >= 3;
+  });
+  gtk_widget_remove_tick_callback(view, counting);
+  return value;
+}
+
 TEST_F(GtkReusedListOfTest, ViewAndFocusStayAtTheirPlaceInANewOrder) {
   listQueue();
   GtkWidget* const scroller = gtk_window_get_child(GTK_WINDOW(window_));
   GtkAdjustment* const place = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller));
   GtkWidget* const view = gtk_scrolled_window_get_child(GTK_SCROLLED_WINDOW(scroller));
   Tests::waitUntil([&] { return turn(), gtk_adjustment_get_upper(place) > 1'000; });
-  gtk_widget_activate_action(view, "list.scroll-to-item", "u", 500U);
-  Tests::waitUntil([&] { return turn(), gtk_adjustment_get_value(place) > 1'000; });
-  gtk_widget_grab_focus(view);
+  gtk_widget_grab_focus(view);  // The focus is in the first row, and the view at another place.
   turn();
+  gtk_widget_activate_action(view, "list.scroll-to-item", "u", 500U);
+  double value = restingValue(place, view);
+  ASSERT_GT(value, 1'000);
   GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(window_));
   ASSERT_NE(focus, nullptr);
-  const double value = gtk_adjustment_get_value(place);
-  Tracks reversed = tracks(0, 1'000);
-  std::ranges::reverse(reversed);
-  show(reversed);
-  EXPECT_EQ(gtk_adjustment_get_value(place), value);
-  EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(window_)), focus);
+  const double rowHeight = gtk_adjustment_get_upper(place) / 1'000;
+  Tracks other = tracks(0, 1'000);
+  for (const unsigned seed : {1, 2, 3}) {
+    std::ranges::shuffle(other, std::mt19937(seed));
+    show(other);
+    // GTK 4.18 follows an element for which it has a widget before and after the update.
+    const double former = std::exchange(value, restingValue(place, view));
+    EXPECT_NEAR(value, former, 100 * rowHeight);
+    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(window_)), focus);
+  }
 }
 
 TEST_F(GtkReusedListOfTest, ItemOfARemovedRowWithoutASuccessorKeepsItsElement) {
