@@ -210,7 +210,7 @@ TEST(GlobalExecutorDeathTest, RunningJobsInsideEnqueueOnTimerThreadStops) {
       {
         static InlineGlobal executor;
         GlobalExecutor::install(executor);
-        const Task<> task(onThePool, []() -> Async<void> { co_await Task<>::sleep(1ms); });
+        const Task<> task(onThePool, []() -> Async<void> { co_await Task<>::sleep(100ms); });
         endsSoon(task);
       },
       "Fatal error: The global executor ran a job inside enqueue\\(\\), on the thread that serves timers");
