@@ -136,11 +136,6 @@ class NumberFormatter::Engine {
     if (configuration.positiveSuffix) format_->setPositiveSuffix(utf16(*configuration.positiveSuffix));
     if (configuration.negativeSuffix) format_->setNegativeSuffix(utf16(*configuration.negativeSuffix));
 
-    icu::UnicodeString text;
-    positive_.prefix = utf8(format_->getPositivePrefix(text));
-    positive_.suffix = utf8(format_->getPositiveSuffix(text));
-    negative_.prefix = utf8(format_->getNegativePrefix(text));
-    negative_.suffix = utf8(format_->getNegativeSuffix(text));
     const icu::DecimalFormatSymbols& symbols = *format_->getDecimalFormatSymbols();
     for (int digit = 0; digit < 10; ++digit) {
       writer_.digits[static_cast<std::size_t>(digit)] = utf8(symbols.getConstDigitSymbol(digit));
@@ -157,16 +152,33 @@ class NumberFormatter::Engine {
     }
   }
 
-  [[nodiscard]] const detail::Affixes& positive() const noexcept { return positive_; }
-  [[nodiscard]] const detail::Affixes& negative() const noexcept { return negative_; }
+  /// ICU takes as long for these texts as for the number, so each pair is made at its first use.
+  [[nodiscard]] const detail::Affixes& positive() {
+    if (!positive_) {
+      icu::UnicodeString prefix;
+      icu::UnicodeString suffix;
+      positive_ = {utf8(format_->getPositivePrefix(prefix)), utf8(format_->getPositiveSuffix(suffix))};
+    }
+    return *positive_;
+  }
+  [[nodiscard]] const detail::Affixes& negative() {
+    if (!negative_) {
+      icu::UnicodeString prefix;
+      icu::UnicodeString suffix;
+      negative_ = {utf8(format_->getNegativePrefix(prefix)), utf8(format_->getNegativeSuffix(suffix))};
+    }
+    return *negative_;
+  }
   [[nodiscard]] std::string symbol(icu::DecimalFormatSymbols::ENumberFormatSymbol which) const {
     return utf8(format_->getDecimalFormatSymbols()->getConstSymbol(which));
   }
 
   std::string string(double value, std::int64_t minimum, std::int64_t maximum) {
-    std::string text;
-    if (writer_.append(text, value, static_cast<int>(minimum), static_cast<int>(maximum), positive_, negative_)) {
-      return text;
+    if (const auto decimals = writer_.rounded(value, static_cast<int>(maximum))) {
+      const detail::Affixes& around = std::signbit(value) ? negative() : positive();
+      std::string text = around.prefix;
+      writer_.append(text, *decimals, static_cast<int>(minimum));
+      return text += around.suffix;
     }
     limitDigits(minimum, maximum);
     icu::UnicodeString units;
@@ -245,8 +257,8 @@ class NumberFormatter::Engine {
 
   std::unique_ptr<icu::DecimalFormat> format_;
   icu::UnicodeString decimalSeparator_;
-  detail::Affixes positive_;
-  detail::Affixes negative_;
+  std::optional<detail::Affixes> positive_;
+  std::optional<detail::Affixes> negative_;
   detail::DecimalWriter writer_;
 };
 

@@ -81,19 +81,7 @@ struct DecimalWriter {
     return decimals;
   }
 
-  /// Appends the value with its affixes. Returns false and appends nothing if the caller must leave the number to ICU.
-  bool append(std::string& text, double value, int minimumFraction, int maximumFraction, const Affixes& positive,
-              const Affixes& negative) const {
-    const std::optional<Decimals> decimals = rounded(value, maximumFraction);
-    if (!decimals) return false;
-    const Affixes& affixes = std::signbit(value) ? negative : positive;
-    text.append(affixes.prefix);
-    append(text, *decimals, minimumFraction);
-    text.append(affixes.suffix);
-    return true;
-  }
-
-  /// Appends decimals without any affixes.
+  /// Appends decimals without affixes.
   void append(std::string& text, const Decimals& decimals, int minimumFraction = 0) const {
     appendInteger(text, decimals);
     const int fractions = std::max(decimals.fractions(), minimumFraction);
