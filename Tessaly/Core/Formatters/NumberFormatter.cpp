@@ -152,22 +152,17 @@ class NumberFormatter::Engine {
     }
   }
 
-  /// ICU takes as long for these texts as for the number, so each pair is made at its first use.
-  [[nodiscard]] const detail::Affixes& positive() {
-    if (!positive_) {
+  /// ICU takes longer for these texts than for a number, so those of each sign are made at their first use.
+  [[nodiscard]] const detail::Affixes& affixes(bool isNegative) {
+    std::optional<detail::Affixes>& known = affixes_[isNegative ? 1 : 0];
+    if (!known) {
       icu::UnicodeString prefix;
       icu::UnicodeString suffix;
-      positive_ = {utf8(format_->getPositivePrefix(prefix)), utf8(format_->getPositiveSuffix(suffix))};
+      isNegative ? format_->getNegativePrefix(prefix) : format_->getPositivePrefix(prefix);
+      isNegative ? format_->getNegativeSuffix(suffix) : format_->getPositiveSuffix(suffix);
+      known = {utf8(prefix), utf8(suffix)};
     }
-    return *positive_;
-  }
-  [[nodiscard]] const detail::Affixes& negative() {
-    if (!negative_) {
-      icu::UnicodeString prefix;
-      icu::UnicodeString suffix;
-      negative_ = {utf8(format_->getNegativePrefix(prefix)), utf8(format_->getNegativeSuffix(suffix))};
-    }
-    return *negative_;
+    return *known;
   }
   [[nodiscard]] std::string symbol(icu::DecimalFormatSymbols::ENumberFormatSymbol which) const {
     return utf8(format_->getDecimalFormatSymbols()->getConstSymbol(which));
@@ -175,7 +170,7 @@ class NumberFormatter::Engine {
 
   std::string string(double value, std::int64_t minimum, std::int64_t maximum) {
     if (const auto decimals = writer_.rounded(value, static_cast<int>(maximum))) {
-      const detail::Affixes& around = std::signbit(value) ? negative() : positive();
+      const detail::Affixes& around = affixes(std::signbit(value));
       std::string text = around.prefix;
       writer_.append(text, *decimals, static_cast<int>(minimum));
       return text += around.suffix;
@@ -257,8 +252,8 @@ class NumberFormatter::Engine {
 
   std::unique_ptr<icu::DecimalFormat> format_;
   icu::UnicodeString decimalSeparator_;
-  std::optional<detail::Affixes> positive_;
-  std::optional<detail::Affixes> negative_;
+  /// For positive and for negative numbers.
+  std::array<std::optional<detail::Affixes>, 2> affixes_;
   detail::DecimalWriter writer_;
 };
 
@@ -302,13 +297,13 @@ const std::optional<std::string>& NumberFormatter::negativeFormat() const noexce
 }
 void NumberFormatter::setNegativeFormat(const std::optional<std::string>& format) { change().negativeFormat = format; }
 
-std::string NumberFormatter::positivePrefix() const { return engine().positive().prefix; }
+std::string NumberFormatter::positivePrefix() const { return engine().affixes(false).prefix; }
 void NumberFormatter::setPositivePrefix(const std::optional<std::string>& prefix) { change().positivePrefix = prefix; }
-std::string NumberFormatter::negativePrefix() const { return engine().negative().prefix; }
+std::string NumberFormatter::negativePrefix() const { return engine().affixes(true).prefix; }
 void NumberFormatter::setNegativePrefix(const std::optional<std::string>& prefix) { change().negativePrefix = prefix; }
-std::string NumberFormatter::positiveSuffix() const { return engine().positive().suffix; }
+std::string NumberFormatter::positiveSuffix() const { return engine().affixes(false).suffix; }
 void NumberFormatter::setPositiveSuffix(const std::optional<std::string>& suffix) { change().positiveSuffix = suffix; }
-std::string NumberFormatter::negativeSuffix() const { return engine().negative().suffix; }
+std::string NumberFormatter::negativeSuffix() const { return engine().affixes(true).suffix; }
 void NumberFormatter::setNegativeSuffix(const std::optional<std::string>& suffix) { change().negativeSuffix = suffix; }
 
 std::int64_t NumberFormatter::minimumFractionDigits() const noexcept {

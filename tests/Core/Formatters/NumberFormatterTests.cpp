@@ -366,13 +366,23 @@ TEST(NumberFormatter, ReadsPercentAsAFraction) {
   EXPECT_EQ(formatter.number("50%"), NSNumber(0.5));
 }
 
-TEST(NumberFormatter, LargePercentageDoesNotDependOnTheNegativeFormat) {
+TEST(NumberFormatter, PercentagesDoNotDependOnTheNegativeFormat) {
   NumberFormatter formatter;
   formatter.setLocale(Locale("en"));
   formatter.setNumberStyle(NumberFormatter::Style::percent);
   EXPECT_EQ(formatter.string(1e20), "10,000,000,000,000,000,000,000%");
   formatter.setNegativeFormat("(#,##0%)");
+  EXPECT_EQ(formatter.number("50%"), NSNumber(0.5));
   EXPECT_EQ(formatter.string(0.25), "25%");
+  EXPECT_EQ(formatter.string(1e20), "10,000,000,000,000,000,000,000%");
+}
+
+TEST(NumberFormatter, PercentagesWithoutDigitsOfTheirLocaleAreNotScaledTwice) {
+  NumberFormatter formatter;
+  formatter.setLocale(
+      Locale("en@numbers=roman"));  // Such numbers follow spelling rules, so the root's pattern is used.
+  formatter.setNumberStyle(NumberFormatter::Style::percent);
+  EXPECT_EQ(formatter.number("50%"), NSNumber(0.5));
   EXPECT_EQ(formatter.string(1e20), "10,000,000,000,000,000,000,000%");
 }
 
