@@ -244,9 +244,9 @@ namespace Gtk4 {
 /// ms.
 ///
 /// Thus the element of an item may become another one when its row is removed. A host that keeps items asks the model
-/// inside for them. Selected elements stay selected, as without this model. In a new order of the rows,
-/// the keyboard focus stays at its place, and so does the view, or it follows an element that it shows before and after
-/// the update. Such an element keeps its item.
+/// inside for them. Selected elements stay selected, as without this model. In a new order of the rows, the keyboard
+/// focus stays at its place. The view stays there, too, or GTK 4.18 moves it after an element that the view shows
+/// before and after the update. Such an element keeps its item.
 ///
 /// Takes over the reference to `selection`, and returns a new reference, as the constructors of GTK's selection models
 /// do. A handler of a signal may release the model. A list with other items stops the process.

@@ -147,11 +147,11 @@ double restingValue(GtkAdjustment* place, GtkWidget* view) {
     return G_SOURCE_CONTINUE;
   };
   const guint counting = gtk_widget_add_tick_callback(view, count, &frames, nullptr);
-  Tests::waitUntil([&] {
+  EXPECT_TRUE(Tests::waitUntil([&] {
     while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
     if (std::exchange(value, gtk_adjustment_get_value(place)) != value) frames = 0;
     return frames >= 3;
-  });
+  }));
   gtk_widget_remove_tick_callback(view, counting);
   return value;
 }
@@ -161,7 +161,7 @@ TEST_F(GtkReusedListOfTest, ViewAndFocusStayAtTheirPlaceInANewOrder) {
   GtkWidget* const scroller = gtk_window_get_child(GTK_WINDOW(window_));
   GtkAdjustment* const place = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller));
   GtkWidget* const view = gtk_scrolled_window_get_child(GTK_SCROLLED_WINDOW(scroller));
-  Tests::waitUntil([&] { return turn(), gtk_adjustment_get_upper(place) > 1'000; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return turn(), gtk_adjustment_get_upper(place) > 1'000; }));
   gtk_widget_grab_focus(view);  // The focus is in the first row, and the view at another place.
   turn();
   gtk_widget_activate_action(view, "list.scroll-to-item", "u", 500U);
