@@ -165,7 +165,9 @@ def pkg_config():
     linked = set()
     for module in modules:
         flags = run("pkg-config", "--print-errors", "--cflags", "--libs", module, PKG_CONFIG_PATH=str(folder)).split()
-        linked |= {f"lib{flag[2:]}" for flag in flags if flag.startswith("-lTessaly")}
+        named = [f"lib{flag[2:]}" for flag in flags if flag.startswith("-lTessaly")]
+        check(len(named) == len(set(named)), f"{module} names a library twice: {named}")
+        linked.update(named)
     check("tessaly" in modules and "tessaly-concurrency" in modules, f"Only {modules}")
     check(installed == linked, f"{installed} are there, {linked} are named")
     flags = run("pkg-config", "--cflags", "--libs", "tessaly-concurrency", PKG_CONFIG_PATH=str(folder)).split()

@@ -52,6 +52,7 @@ Values are texts, or one of:
   -string <text>    -int <integer>    -float <number>    -bool <true|false|yes|no|1|0>
   -date <YYYY-MM-DDTHH:MM:SSZ>        -data <hexadecimal digits>
   -array [value...]                   -dict [key value]...
+A number without its option is a text: 5 is stored as "5", and -int 5 as a number.
 The values of an array or a dictionary are simple ones, each with its option or a text.
 A value that the published settings forbid is refused, unless --force is given. -force and -xml are accepted, too.
 
