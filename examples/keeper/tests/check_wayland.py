@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Drives a window of Keeper by keys under Wayland, in a compositor without a screen: check_wayland.py program"""
 
+import itertools
 import json
 import os
 import sys
@@ -58,15 +59,22 @@ def check(surroundings, program):
     if facts != [(TITLE, "org.example.keeper", "xdg_shell")]:
         sys.exit(f"The windows are {facts}: {said}")
     # The keys are pressed until they have their effect. A compositor without a keyboard gives each command a new one,
-    # whose first keys may come before the window listens to it. The list also follows the search in later turns only.
-    # The layout of such a keyboard has one level, so the letter of the shortcut is a capital one.
+    # whose keys come too early if the window has not read its layout yet. So each command waits longer than the one
+    # before. The list also follows the search in later turns only. The layout of such a keyboard has one level, so the
+    # letter of the shortcut is a capital one.
+    pauses = (50 * 2**attempt for attempt in itertools.count())
+
+    def press(pause, *keys):
+        surroundings.run("wtype", "-s", pause, *keys)
+
     def copied():
-        surroundings.run("wtype", "-M", "ctrl", "a", "-m", "ctrl", "resume")
-        surroundings.run("wtype", "-M", "ctrl", "-M", "shift", "C")
+        pause = next(pauses)
+        press(pause, "-M", "ctrl", "a", "-m", "ctrl", "resume")
+        press(pause, "-M", "ctrl", "-M", "shift", "C")
         return surroundings.run("timeout", "2", "wl-paste", "-n")
 
     def ended():
-        surroundings.run("wtype", "-M", "ctrl", "q")
+        press(next(pauses), "-M", "ctrl", "q")
         return keeper.poll() is not None
 
     wait_for(copied, lambda text: text == str(surroundings.shelf / "Résumé.pdf"), "The path was not copied, but")
