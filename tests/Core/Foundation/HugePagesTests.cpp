@@ -18,17 +18,17 @@ std::size_t advisedSize = 0;
 
 }  // namespace
 
-// These functions replace those of the C library.
-extern "C" long sysconf(int name) noexcept {
+// These functions replace those of the C library. The thread sanitizer calls them before it can watch any code.
+
+extern "C" [[clang::disable_sanitizer_instrumentation]] long sysconf(int name) noexcept {
   if (name == _SC_PAGESIZE && pretendedPageSize != 0) return pretendedPageSize;
-  static auto* const original = reinterpret_cast<long (*)(int)>(::dlsym(RTLD_NEXT, "sysconf"));
-  return original(name);
+  return reinterpret_cast<long (*)(int)>(::dlsym(RTLD_NEXT, "sysconf"))(name);
 }
 
-extern "C" int madvise(void* memory, std::size_t size, int advice) noexcept {
+extern "C" [[clang::disable_sanitizer_instrumentation]] int madvise(void* memory, std::size_t size,
+                                                                    int advice) noexcept {
   if (pretendedPageSize == 0) {
-    static auto* const original = reinterpret_cast<int (*)(void*, std::size_t, int)>(::dlsym(RTLD_NEXT, "madvise"));
-    return original(memory, size, advice);
+    return reinterpret_cast<int (*)(void*, std::size_t, int)>(::dlsym(RTLD_NEXT, "madvise"))(memory, size, advice);
   }
   advisedBegin = memory;
   advisedSize = size;
