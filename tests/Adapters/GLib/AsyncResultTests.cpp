@@ -200,6 +200,7 @@ TEST_F(GLibAsyncResult, SecondCallbackStopsTheProcess) {
 }
 
 TEST_F(GLibAsyncResult, CallbackOnAnotherThreadStopsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const Task task([&]() -> Async<void> { co_await answer(); });
   turnUntil([&] { return dialog_.isOpen(); });
   EXPECT_DEATH(std::thread([&] { dialog_.answerAgain(); }).join(), "Incorrect actor executor assumption");
