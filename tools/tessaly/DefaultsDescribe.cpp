@@ -17,7 +17,9 @@ std::optional<Tessaly::SettingDescription> published(const Store& store, std::st
 
 std::string objection(const std::optional<Tessaly::SettingDescription>& setting, const Tessaly::PropertyList& value) {
   if (!setting || setting->allows(value)) return {};
-  return "\"" + setting->name + "\" does not allow " + value.description() + ": " + setting->summary();
+  const bool isOfAnotherKind = value.text() != nullptr && setting->kind != Tessaly::PropertyList::Kind::text;
+  return "\"" + setting->name + "\" does not allow " + (isOfAnotherKind ? "the text " : "") + value.description() +
+         ": " + setting->summary();
 }
 
 ExitCode describe(Arguments arguments) {

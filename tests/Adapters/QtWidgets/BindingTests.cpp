@@ -195,6 +195,27 @@ TEST_F(QtWidgetsOfTest, ActionFollowsAndStoresItsSetting) {
   EXPECT_TRUE(action.isChecked());
 }
 
+class WindowWithAModel : public QWidget {
+ public:
+  WindowWithAModel() : label(new QLabel(this)) {
+    Qt6::bind(label, &QLabel::setText, [this] { return QString::number(count.value()); });
+  }
+
+  QLabel* const label;
+  Property<int> count{1};
+};
+
+TEST_F(QtWidgetsOfTest, ComputeMayUseMembersThatEndBeforeTheWidget) {
+  auto window = std::make_unique<WindowWithAModel>();
+  EXPECT_EQ(window->label->text(), "1");
+  window->count = 2;
+  turn();
+  EXPECT_EQ(window->label->text(), "2");
+  window->count = 3;
+  window.reset();  // With a change that the label does not show yet.
+  turn();
+}
+
 TEST(QtBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(

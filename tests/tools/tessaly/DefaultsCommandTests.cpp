@@ -391,7 +391,8 @@ TEST_F(DefaultsCommand, RefusesToWriteAForbiddenValue) {
   publish();
   const std::string rule = ": integer from 1 to 3600, default 60; --force stores it nevertheless\n(1)\n";
   EXPECT_EQ(run("defaults write app interval -int 0"), "tessaly defaults: \"interval\" does not allow 0" + rule);
-  EXPECT_EQ(run("defaults write app interval 5"), "tessaly defaults: \"interval\" does not allow \"5\"" + rule);
+  EXPECT_EQ(run("defaults write app interval 5"),
+            "tessaly defaults: \"interval\" does not allow the text \"5\"" + rule);
   EXPECT_EQ(run("defaults read app interval"), "tessaly defaults: There are no settings of \"app\"\n(1)\n");
   EXPECT_EQ(run("defaults write app interval -int 5"), "(0)\n");
   EXPECT_EQ(run("defaults write --force app interval -int 0"), "(0)\n");
