@@ -141,7 +141,7 @@ TEST_F(Batch, StaysWholeWhenItIsStoredLater) {
   Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
     return {.errorCode = isFull && call == Tests::FaultyFileSystem::Call::write ? ENOSPC : 0};
   });
-  const Store store = open(&files);
+  const Store store = open(files.system());
   store->set(0, "first");
   isFull = true;
   store->setValuesForKeys({{"a", 1}, {"b", 2}});

@@ -85,7 +85,8 @@ class FaultSweep : public Tests::StoreFixture {
   bool run(const std::string& directory, Counting& counting, Progress& progress) {
     bool isTold = false;
     {
-      Store store = JournaledUserDefaults::open({.folder = directory, .clock = clock_, .fileSystem = &counting.files});
+      Store store =
+          JournaledUserDefaults::open({.folder = directory, .clock = clock_, .fileSystem = counting.files.system()});
       for (int i = 0; i < static_cast<int>(steps().size()); ++i) {
         take(*store, steps()[static_cast<std::size_t>(i)]);
         progress.acknowledged = i + 1;

@@ -162,7 +162,7 @@ TEST_F(JournalAttack, JournalThatIsOverwrittenDuringAWriteIsRestored) {
       std::ofstream(journal(), std::ios::binary | std::ios::app) << std::string(size - 64 + growth, 'x');
       return {};
     });
-    const Store store = open(&files);
+    const Store store = open(files.system());
     store->set(1, "a");
     store->set(std::string(200, 'b'), "b");
     isArmed = true;
@@ -234,9 +234,9 @@ TEST_F(JournalAttack, OwnWriteDuringACheckpointSurvivesARestorationByAnother) {
   Tests::FaultyFileSystem otherFiles([&](Call call, const std::string&) -> Fate {
     return {.errorCode = isOtherBlind && call == Call::lock ? EIO : 0};
   });
-  const Store writer = open(&files);
+  const Store writer = open(files.system());
   writer->set(1, "a");
-  const Store other = open(&otherFiles);
+  const Store other = open(otherFiles.system());
   isOtherBlind = true;  // So the other process does not follow the journal of the checkpoint.
   duringCheckpoint = [&] { writer->set(2, "b"); };
   ASSERT_TRUE(writer->synchronize());
@@ -266,10 +266,10 @@ TEST_F(JournalAttack, RestorationByAnotherCostsNoWriteAfterAFailedLoad) {
   Tests::FaultyFileSystem otherFiles([&](Call call, const std::string&) -> Fate {
     return {.errorCode = isOtherBlind && call == Call::lock ? EIO : 0};
   });
-  const Store writer = open(&files);
+  const Store writer = open(files.system());
   writer->set(1, "a");
   ASSERT_TRUE(writer->synchronize());
-  const Store other = open(&otherFiles);
+  const Store other = open(otherFiles.system());
   isOtherBlind = true;  // So the other process does not read the next write.
   writer->set(2, "b");
   isWriterBlind = true;

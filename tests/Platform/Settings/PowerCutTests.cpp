@@ -113,7 +113,7 @@ TEST_P(PowerCut, SynchronizationRepeatsTheWaitOfAFailedOne) {
     return Tests::FaultyFileSystem::Fate{.errorCode = fails ? EIO : 0};
   });
   const auto failing =
-      JournaledUserDefaults::open({.folder = folder(), .clock = Tests::lastingClock(), .fileSystem = &files});
+      JournaledUserDefaults::open({.folder = folder(), .clock = Tests::lastingClock(), .fileSystem = files.system()});
   failing->set(1, "a");
   EXPECT_FALSE(failing->synchronize());
   EXPECT_EQ(synchronizations, 3);

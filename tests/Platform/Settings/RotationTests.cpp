@@ -28,7 +28,7 @@ TEST_F(SettingsRotation, OldJournalThatCannotBeSeenIsNotReplaced) {
     return {.errorCode = isBlind && call == Call::status && path == journal() + ".old" ? EIO : 0};
   });
   {
-    const Store store = open(&files);
+    const Store store = open(files.system());
     store->set(1, "a");
     EXPECT_FALSE(store->synchronize());  // The record is in the old journal now, and in no list.
     store->set(2, "b");
@@ -49,7 +49,7 @@ TEST_F(SettingsRotation, JournalMadeMeanwhileStaysOnAVolumeWithoutLinks) {
     if (isSecond && beforeSecondRename) std::exchange(beforeSecondRename, nullptr)();
     return {.errorCode = call == Call::link ? EPERM : 0};
   });
-  const Store store = open(&files);
+  const Store store = open(files.system());
   store->set(1, "a");
   Store other;
   beforeSecondRename = [&] {

@@ -63,7 +63,7 @@ TEST_F(PublishedKeys, FailureChangesNoSetting) {
   Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
     return {.errorCode = isFull && call == Tests::FaultyFileSystem::Call::write ? ENOSPC : 0};
   });
-  const Store store = open(&files);
+  const Store store = open(files.system());
   store->set(1, "a");
   store->publishKeys(examples());
   isFull = true;
@@ -103,7 +103,7 @@ TEST_F(PublishedKeys, TwoThreadsMayPublishAtOnce) {
     EXPECT_TRUE(Tests::waitUntil([&] { return second == -1 || (second > 0 && Tests::isAsleep(second)); }));
     return {};
   });
-  store = open(&files);
+  store = open(files.system());
   isFirst = true;
   store->publishKeys({{.name = "early", .kind = Kind::integer}});
   other.join();
@@ -119,7 +119,7 @@ TEST_F(PublishedKeys, TemporaryFileThatStayedBehindIsNoObstacle) {
     return {.errorCode = fails && isOfTheFile ? EIO : 0};
   });
   makeFolder();
-  const Store store = open(&files);
+  const Store store = open(files.system());
   store->publishKeys({});
   EXPECT_FALSE(std::filesystem::exists(file()));
   fails = false;
@@ -132,7 +132,7 @@ TEST_F(PublishedKeys, FileThatExceedsTheMemoryHasNone) {
     if (call == Tests::FaultyFileSystem::Call::open && path == file()) throw std::bad_alloc();
     return {};
   });
-  EXPECT_TRUE(open(&files)->publishedKeys().empty());
+  EXPECT_TRUE(open(files.system())->publishedKeys().empty());
 }
 
 TEST_F(PublishedKeys, FileOfAnotherSizeIsReplacedUnread) {
@@ -141,7 +141,7 @@ TEST_F(PublishedKeys, FileOfAnotherSizeIsReplacedUnread) {
     if (call == Tests::FaultyFileSystem::Call::open && path == file()) ++opened;
     return {};
   });
-  const Store store = open(&files);
+  const Store store = open(files.system());
   write(file(), std::string(100'000, 'x'));
   store->publishKeys(examples());
   EXPECT_EQ(opened, 0);

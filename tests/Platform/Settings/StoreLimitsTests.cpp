@@ -87,7 +87,7 @@ TEST_F(StoreLimits, UnreadablePropertyListIsNamedAndReadLater) {
                ? FaultyFileSystem::Fate{.errorCode = EACCES}
                : FaultyFileSystem::Fate{};
   });
-  const Store store = open(&files);
+  const Store store = open(files.system());
   EXPECT_EQ(store->value("a"), std::nullopt);
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::unreadablePropertyList);
   EXPECT_EQ(store->status().errorCode, EACCES);

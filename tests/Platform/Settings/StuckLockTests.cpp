@@ -29,7 +29,7 @@ class StuckLock : public Tests::StoreFixture {
     ASSERT_EQ(::flock(other_.get(), LOCK_EX), 0);
   }
   void releaseLock() { other_ = {}; }
-  Store openWaiting() { return open(&files_); }
+  Store openWaiting() { return open(files_.system()); }
   /// Runs the call. Time passes at each attempt to lock a file only. The call must wait once, not twice.
   void runWhileTimePasses(const std::function<void()>& call) {
     const Clock::Instant start = clock_.now();

@@ -29,7 +29,7 @@ class Synchronization : public Tests::StoreFixture {
     EXPECT_TRUE(store->synchronize());
     return counts_;
   }
-  Store openCounting() { return open(&counting_); }
+  Store openCounting() { return open(counting_.system()); }
 
   /// The values that are left after a power cut now.
   Dictionary valuesAfterPowerCut(Cut::Entries entries) {
@@ -96,7 +96,7 @@ TEST_F(Synchronization, WaitsForTheListOfAKilledProcess) {
     const bool fails = call == Call::synchronize && ++synchronizations > 1;
     return Tests::FaultyFileSystem::Fate{.errorCode = fails ? EIO : 0};
   });
-  const Store killed = open(&failing);
+  const Store killed = open(failing.system());
   killed->set(2, "a");
   EXPECT_FALSE(killed->synchronize());
   EXPECT_EQ(countsOf(store).waits, 2);
@@ -112,7 +112,7 @@ TEST_F(Synchronization, RepeatsAWaitThatFailed) {
   Tests::FaultyFileSystem failing([&](Call call, const std::string&) {
     return Tests::FaultyFileSystem::Fate{.errorCode = call == Call::synchronize && ++waits == 1 ? EIO : 0};
   });
-  const Store store = open(&failing);
+  const Store store = open(failing.system());
   EXPECT_FALSE(store->synchronize());
   waits = 1;
   EXPECT_TRUE(store->synchronize());

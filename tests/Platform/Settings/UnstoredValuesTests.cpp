@@ -23,7 +23,7 @@ using Call = FaultyFileSystem::Call;
 
 class UnstoredValues : public Tests::StoreFixture {
  protected:
-  Store openFaulty() { return open(&files_); }
+  Store openFaulty() { return open(files_.system()); }
   /// Makes one write of a faulty store fail.
   void keepInMemory(const Store& store, const PropertyList& value, std::string_view key, std::int64_t unstored = 1) {
     isFull_ = true;

@@ -45,7 +45,7 @@ class VanishingList : public Tests::StoreFixture {
 };
 
 TEST_F(VanishingList, ListRemovedAfterTheLookIsAbsent) {
-  const Store store = open(&files_);
+  const Store store = open(files_.system());
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
   std::filesystem::remove(plist());
@@ -66,7 +66,7 @@ TEST_F(VanishingList, ListThatReturnsDuringTheFirstReadIsRead) {
     std::filesystem::rename(plist(), above() + "/away");
     beforeNext(Call::status, [&] { std::filesystem::rename(above() + "/away", plist()); });
   });
-  const Store store = open(&files_);
+  const Store store = open(files_.system());
   EXPECT_FALSE(store->value("a").has_value());
   EXPECT_TRUE(store->synchronize());
   EXPECT_EQ(store->value("a"), 1);

@@ -30,7 +30,7 @@ class RestrictedVolume : public testing::Test {
   }
   std::shared_ptr<JournaledUserDefaults> open() {
     return JournaledUserDefaults::open(
-        {.folder = volume_.ours("org.example.test"), .clock = Tests::lastingClock(), .fileSystem = &files_});
+        {.folder = volume_.ours("org.example.test"), .clock = Tests::lastingClock(), .fileSystem = files_.system()});
   }
 
   Tests::RemoteVolume volume_{{"--chmod-deny"}};
