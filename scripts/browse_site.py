@@ -4,8 +4,8 @@
 
 Every page must load without an error in the console. In light and dark colours, and as wide as a phone, pages must not
 overflow, and their texts must have the contrast that WCAG 2.1 asks for (4.5, or 3 for large letters). The search must
-lead to a reference by the keyboard alone. Screenshots are written to the directory of pictures. Speaks the WebDriver
-protocol with chromedriver.
+lead to a reference, and back to its field, by the keyboard alone. Screenshots are written to the directory of pictures.
+Speaks the WebDriver protocol with chromedriver.
 """
 
 import base64
@@ -20,7 +20,7 @@ SITE, PICTURES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3]
 # The pages' names depend on the version of Doxygen.
 TASKS = next(path.stem for path in SITE.glob("md_docs_*tasks.html") if "decisions" not in path.stem)
 SAMPLES = ("index", TASKS, TASKS.replace("tasks", "components"), "classTessaly_1_1OwnedTasks", "annotated")
-ENTER, DOWN, TAB = "\ue007", "\ue015", "\ue004"
+ENTER, UP, DOWN, TAB, ESCAPE = "\ue007", "\ue013", "\ue015", "\ue004", "\ue00c"
 
 POOR_CONTRAST = """
 const part = value => (value /= 255) <= 0.04045 ? value / 12.92 : ((value + 0.055) / 1.055) ** 2.4;
@@ -113,7 +113,8 @@ def check_looks(browser, name):
             yield f"{page} ({name}) has a poor contrast: {text}"
 
 
-def check_search(browser):
+def search(browser, *keys):
+    """Presses keys in the results of a search for OwnedTasks."""
     browser.open(TASKS)
     browser.run("document.getElementById('MSearchField').focus()")
     browser.press("OwnedTasks")
@@ -122,13 +123,25 @@ def check_search(browser):
     browser.press(DOWN)
     time.sleep(1)
     browser.call("POST", "/frame", {"id": browser.run("return document.activeElement")})  # That of the results.
-    for key in (ENTER, DOWN, ENTER):  # The result opens, its first place is chosen.
+    for key in keys:
         browser.press(key)
         time.sleep(1)
     browser.call("POST", "/frame", {"id": None})
+
+
+def check_search(browser):
+    search(browser, UP)
+    if not browser.run("return document.activeElement.id == 'MSearchField'"):
+        yield "no key leads from the first result to the search field"
+    search(browser, ESCAPE)
+    if browser.run("return document.getElementById('MSearchResultsWindow').checkVisibility()"):
+        yield "Escape does not close the results"
+    search(browser, ENTER, DOWN, ENTER)  # The result opens, its first place is chosen.
     title = browser.run("return document.title")
     if "OwnedTasks Class Reference" not in title:
         yield f"the search for OwnedTasks led to {title!r}"
+    for error in browser.errors():
+        yield f"search: {error}"
 
 
 def check_keyboard(browser):

@@ -3,8 +3,8 @@
 """Finishes the documentation site that Doxygen made: link_names.py html tagfile
 
 Links each name in code type on a page to its reference, and mends the links that Doxygen cannot translate. The search
-results get the site's colours. Then each link must lead to a page and an anchor that exist; otherwise the broken links
-are printed, and the exit status is 1.
+results get the site's colours, and can be left without a server. Then each link must lead to a page and an anchor that
+exist; otherwise the broken links are printed, and the exit status is 1.
 """
 
 import html
@@ -105,6 +105,23 @@ def take_pictures(text):
     return re.sub(r'(<img\b[^>]*\bsrc=")([^"]+)', taken, text)
 
 
+def let_results_close():
+    """Without a server, the frame of the results may not reach into its page. So it sends the page a message."""
+    path = SITE / "search/search.js"
+    text = read(path)
+    focus = 'parent.document.getElementById("MSearchField").focus();'
+    close = "parent.searchBox.CloseResultsWindow()"
+    text = re.sub(rf"{re.escape(close)};\s*{re.escape(focus)}", 'parent.postMessage("leave results", "*");', text)
+    text = text.replace(focus, 'parent.postMessage("focus", "*");')
+    text = text.replace(close, 'parent.postMessage("close results", "*")')
+    path.write_text(text + """
+window.addEventListener('message', event => {
+  if (event.data == 'focus' || event.data == 'leave results') document.getElementById('MSearchField').focus();
+  if (event.data == 'close results' || event.data == 'leave results') searchBox.CloseResultsWindow();
+});
+""", encoding="utf-8")
+
+
 def broken_links(known):
     for page in sorted(known):
         if re.search(r'@ref ["/]', read(SITE / page)):
@@ -130,6 +147,7 @@ def main():
         path.write_text(text, encoding="utf-8")
     style = SITE / "search/search.css"
     style.write_text(read(style) + read(SITE / "site.css"), encoding="utf-8")
+    let_results_close()
     complaints = list(broken_links(known))
     if complaints:
         print("\n".join(complaints))
