@@ -60,8 +60,8 @@ namespace Qt6 {
 /// Many changes in one turn lead to one call. A value that equals the previous value leads to no call. If `setter`
 /// changes a property that `compute` read, `compute` runs again in the next turn. `compute` may return an optional
 /// value; if the value is absent, `setter` is not called. `compute` must not refer to an object that is destroyed
-/// before the widget. For a model that may be destroyed before the widget, use the other overload. `setter` may destroy
-/// the widget, even when `bind` itself calls `setter`.
+/// before the widget, except a member of a window that then destroys the widget. For a model that may be destroyed
+/// before the widget, use the other overload. `setter` may destroy the widget, even when `bind` itself calls `setter`.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.

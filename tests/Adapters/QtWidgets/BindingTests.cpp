@@ -197,8 +197,11 @@ TEST_F(QtWidgetsOfTest, ActionFollowsAndStoresItsSetting) {
 
 class WindowWithAModel : public QWidget {
  public:
-  WindowWithAModel() : label(new QLabel(this)) {
-    Qt6::bind(label, &QLabel::setText, [this] { return QString::number(count.value()); });
+  explicit WindowWithAModel(int& calls) : label(new QLabel(this)) {
+    Qt6::bind(label, &QLabel::setText, [this, &calls] {
+      ++calls;
+      return QString::number(count.value());
+    });
   }
 
   QLabel* const label;
@@ -206,7 +209,8 @@ class WindowWithAModel : public QWidget {
 };
 
 TEST_F(QtWidgetsOfTest, ComputeMayUseMembersThatEndBeforeTheWidget) {
-  auto window = std::make_unique<WindowWithAModel>();
+  int calls = 0;
+  auto window = std::make_unique<WindowWithAModel>(calls);
   EXPECT_EQ(window->label->text(), "1");
   window->count = 2;
   turn();
@@ -214,6 +218,7 @@ TEST_F(QtWidgetsOfTest, ComputeMayUseMembersThatEndBeforeTheWidget) {
   window->count = 3;
   window.reset();  // With a change that the label does not show yet.
   turn();
+  EXPECT_EQ(calls, 2);
 }
 
 TEST(QtBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
