@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -22,6 +24,7 @@
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
 #include "tests/Support/DirectoryModel.hpp"
+#include "tests/Support/LoweredLimit.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
@@ -186,6 +189,29 @@ TEST_F(DirectoryChangesTest, DirectoryRestoredWithinASecondIsFollowed) {
     clock_.advance(1s);
     model.apply(co_await next.value());
     EXPECT_EQ(model.listing(), "new 0 4\n");
+  });
+}
+
+TEST_F(DirectoryChangesTest, DeepTreeIsListedAgainWithFewDescriptors) {
+  constexpr int levels = 100;
+  std::string deepest = "followed";
+  for (int level = 0; level < levels; ++level) deepest += "/d";
+  std::filesystem::create_directories(path(deepest));
+  syncWait([&]() -> Async<void> {
+    auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")),
+                                     {.depth = DirectoryDepth::tree}, clock_)
+                        .makeAsyncIterator();
+    co_await iterator.next();
+    std::filesystem::rename(path("followed"), path("away"));
+    Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    std::filesystem::rename(path("away"), path("followed"));
+    put(deepest + "/added");
+    const int free = ::dup(STDIN_FILENO);
+    ::close(free);
+    const Tests::LoweredLimit limit(RLIMIT_NOFILE, static_cast<rlim_t>(free) + levels / 2);
+    clock_.advance(1s);
+    EXPECT_EQ((co_await next.value()).back().entry.path, deepest.substr(9) + "/added");
   });
 }
 

@@ -6,8 +6,7 @@ tessaly_backend(Device SOURCES FirmwareDevice.cpp)
 tessaly_backend(Files
   SOURCES
     CopyItem.cpp DirectoryListener.cpp DirectoryListing.cpp InotifyChangeSource.cpp InotifyDirectorySource.cpp
-    InotifyObjectSource.cpp
-    LinuxFileManager.cpp NSFileCoordinator.cpp
+    InotifyDirectorySourceSettling.cpp InotifyObjectSource.cpp LinuxFileManager.cpp NSFileCoordinator.cpp
   LIBRARIES Locks Text
   PACKAGES archive fmt)
 tessaly_backend(Logging

@@ -10,6 +10,7 @@
 
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Support/LoweredLimit.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
@@ -20,28 +21,11 @@ using Tests::waitUntil;
 
 class StoreLimits : public Tests::StoreFixture {};
 
-/// Lowers a limit of this process until its end.
-class Limit {
- public:
-  Limit(__rlimit_resource resource, rlim_t value) : resource_(resource) {
-    EXPECT_EQ(::getrlimit(resource_, &former_), 0);
-    const rlimit lowered{.rlim_cur = value, .rlim_max = former_.rlim_max};
-    EXPECT_EQ(::setrlimit(resource_, &lowered), 0);
-  }
-  ~Limit() { ::setrlimit(resource_, &former_); }
-  Limit(const Limit&) = delete;
-  Limit& operator=(const Limit&) = delete;
-
- private:
-  __rlimit_resource resource_;
-  rlimit former_{};
-};
-
 #if !__has_feature(address_sanitizer)  // Its runtime needs descriptors of its own.
 TEST_F(StoreLimits, FirstUseWithoutAFreeDescriptorKeepsValuesInMemory) {
   Store store;
   {
-    const Limit limit(RLIMIT_NOFILE, 0);
+    const Tests::LoweredLimit limit(RLIMIT_NOFILE, 0);
     store = JournaledUserDefaults::open({.folder = folder()});
     store->set(1, "a");
     EXPECT_EQ(store->value("a"), 1);
@@ -60,7 +44,7 @@ TEST_F(StoreLimits, LimitOfFileSizesIsLikeAFullDisk) {
   const Store store = open();
   store->set(1, "a");
   {
-    const Limit limit(RLIMIT_FSIZE, 4096);
+    const Tests::LoweredLimit limit(RLIMIT_FSIZE, 4096);
     store->set(std::string(10'000, 'x'), "large");
     EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
     EXPECT_EQ(store->value("large")->text()->size(), 10'000u);
@@ -73,7 +57,7 @@ TEST_F(StoreLimits, LimitOfFileSizesIsLikeAFullDisk) {
 TEST_F(StoreLimits, LimitForTheSizeOfFilesStopsNoCheckpoint) {
   const Store store = open();
   store->set(std::string(10'000, 'x'), "large");
-  const Limit limit(RLIMIT_FSIZE, 100);
+  const Tests::LoweredLimit limit(RLIMIT_FSIZE, 100);
   EXPECT_FALSE(store->synchronize());
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
 }
