@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace Tessaly::Tests {
 
@@ -22,5 +23,12 @@ class LoweredLimit {
   __rlimit_resource resource_;
   rlimit former_{};
 };
+
+/// Lets this process open only `spare` descriptors more than it has open now.
+[[nodiscard]] inline LoweredLimit fewDescriptors(int spare) {
+  const int lowest = ::dup(STDIN_FILENO);
+  ::close(lowest);
+  return {RLIMIT_NOFILE, static_cast<rlim_t>(lowest + spare)};
+}
 
 }  // namespace Tessaly::Tests

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -207,9 +205,7 @@ TEST_F(DirectoryChangesTest, DeepTreeIsListedAgainWithFewDescriptors) {
     while (clock_.timerCount() == 0) co_await Task<>::yield();
     std::filesystem::rename(path("away"), path("followed"));
     put(deepest + "/added");
-    const int free = ::dup(STDIN_FILENO);
-    ::close(free);
-    const Tests::LoweredLimit limit(RLIMIT_NOFILE, static_cast<rlim_t>(free) + levels / 2);
+    const auto limit = Tests::fewDescriptors(levels / 2);
     clock_.advance(1s);
     EXPECT_EQ((co_await next.value()).back().entry.path, deepest.substr(9) + "/added");
   });

@@ -12,6 +12,7 @@
 #include <limits>
 #include <memory>
 #include <system_error>
+#include <vector>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -144,12 +145,20 @@ void copyLink(const std::string& source, const std::string& destination, const s
   checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW));
 }
 
+/// The names in a directory. The directory is closed when the function returns, because a tree may have more levels
+/// than this process may have descriptors.
+std::vector<std::filesystem::path> namesIn(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+  return names;
+}
+
 void copyFolder(const std::string& source, const std::string& destination, const struct stat& status) {
   checked(::mkdir(destination.c_str(), S_IRWXU));
   Discarding incomplete(destination);
-  for (const auto& entry : std::filesystem::directory_iterator(source)) {
-    copyItem(entry.path().string(), destination + "/" + entry.path().filename().string());
-  }
+  const std::filesystem::path from(source);
+  const std::filesystem::path to(destination);
+  for (const auto& name : namesIn(from)) copyItem((from / name).string(), (to / name).string());
   checkedIfSupported(::chmod(destination.c_str(), status.st_mode & permissions));
   const timespec times[2]{status.st_atim, status.st_mtim};
   checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, 0));

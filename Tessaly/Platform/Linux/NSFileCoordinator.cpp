@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
@@ -173,8 +174,16 @@ void zipFolder(const std::string& folder, int archive) {
   const std::filesystem::path top(folder);
   const std::string name = top.filename().string();
   zip.add(folder + "/.", name + '/');  // A link to the directory becomes a directory, too.
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(top)) {
-    zip.add(entry.path().string(), name + '/' + entry.path().lexically_relative(top).string());
+  // A recursive iterator would keep each level open, and a tree may have more levels than this process may have
+  // descriptors.
+  std::vector<std::filesystem::path> unvisited{top};
+  while (!unvisited.empty()) {
+    const std::filesystem::path visited = std::move(unvisited.back());
+    unvisited.pop_back();
+    for (const auto& entry : std::filesystem::directory_iterator(visited)) {
+      zip.add(entry.path().string(), name + '/' + entry.path().lexically_relative(top).string());
+      if (entry.symlink_status().type() == std::filesystem::file_type::directory) unvisited.push_back(entry.path());
+    }
   }
   zip.finish();
 }

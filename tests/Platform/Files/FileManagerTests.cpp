@@ -24,6 +24,7 @@
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/LoweredLimit.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
@@ -198,6 +199,19 @@ TEST_F(FileManagerTest, DirectoryIsNotCopiedIntoItself) {
   EXPECT_TRUE(std::filesystem::is_symlink(path("a/b/c")));
   files.copyItem(url("a"), url("ab"));
   EXPECT_TRUE(std::filesystem::is_directory(path("ab/b")));
+}
+
+TEST_F(FileManagerTest, DeepDirectoryIsCopiedWithFewDescriptors) {
+  constexpr int levels = 100;
+  std::string below;
+  for (int level = 0; level < levels; ++level) below += "/d";
+  std::filesystem::create_directories(path("a" + below));
+  put("a" + below + "/file", "text");
+  {
+    const auto limit = Tests::fewDescriptors(levels / 2);
+    files.copyItem(url("a"), url("b"));
+  }
+  EXPECT_EQ(files.contents(url("b" + below + "/file")).text(), "text");
 }
 
 TEST_F(FileManagerTest, PipesAreNotCopied) {

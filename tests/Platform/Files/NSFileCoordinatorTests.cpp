@@ -13,6 +13,7 @@
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
+#include "tests/Support/LoweredLimit.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
@@ -78,6 +79,18 @@ TEST_F(CoordinatedReading, ArchiveOfADirectoryIsPrivateAndTemporary) {
     EXPECT_EQ(Tests::outputOf("unzip -Z1 " + archive.path()), "notes/\nnotes/inner/\nnotes/inner/a\n");
   });
   expectNothingLeft();
+}
+
+TEST_F(CoordinatedReading, ArchiveOfADeepDirectoryNeedsFewDescriptors) {
+  constexpr int levels = 100;
+  std::string below = "deep";
+  for (int level = 0; level < levels; ++level) below += "/d";
+  std::filesystem::create_directories(path(below));
+  std::ofstream(path(below + "/a")) << "hello";
+  const auto limit = Tests::fewDescriptors(levels / 2);
+  NSFileCoordinator().coordinateReading(url("deep"), forUploading, [&](const URL& archive) {
+    EXPECT_EQ(Tests::outputOf("unzip -p " + archive.path() + " " + below + "/a"), "hello");
+  });
 }
 
 TEST_F(CoordinatedReading, MovedArchiveStays) {
