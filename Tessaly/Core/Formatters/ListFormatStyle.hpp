@@ -3,6 +3,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
@@ -57,6 +58,7 @@ class ListFormatStyle {
              std::is_reference_v<std::ranges::range_reference_t<Items>>)
   [[nodiscard]] std::string format(Items&& items) const {
     std::vector<std::string_view> views;
+    if constexpr (std::ranges::sized_range<Items>) views.reserve(static_cast<std::size_t>(std::ranges::size(items)));
     for (const std::string_view item : items) views.push_back(item);
     return format(std::span<const std::string_view>(views.data(), views.size()));
   }
