@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -12,6 +11,7 @@
 
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
 #include "tests/Support/BusWire.hpp"
+#include "tests/Support/LoweredLimit.hpp"
 
 namespace Tessaly {
 namespace {
@@ -289,10 +289,7 @@ TEST_F(BusReplies, MissingDescriptorIsMalformed) {
 
 TEST_F(BusReplies, DescriptorBeyondTheLimitIsRefused) {
   const BusWire::Message message = received("h", bytes(0), 1);
-  const int highest = ::dup(0);
-  ::close(highest);
-  const rlimit few{.rlim_cur = static_cast<rlim_t>(highest), .rlim_max = static_cast<rlim_t>(highest)};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  const auto limit = Tests::fewDescriptors(0);
   EXPECT_EQ(problem(readDescriptor(message.get())), description(ReplyProblem::noRoom));
 }
 
