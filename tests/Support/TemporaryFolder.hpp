@@ -10,6 +10,13 @@
 
 namespace Tessaly::Tests {
 
+/// The relative path of a directory below as many others.
+inline std::string pathOfDepth(int levels) {
+  std::string path = "d";
+  for (int level = 0; level < levels; ++level) path += "/d";
+  return path;
+}
+
 /// A directory of the test, removed with its contents.
 class TemporaryFolder {
  public:

@@ -192,9 +192,8 @@ TEST_F(DirectoryChangesTest, DirectoryRestoredWithinASecondIsFollowed) {
 
 TEST_F(DirectoryChangesTest, DeepTreeIsListedAgainWithFewDescriptors) {
   constexpr int levels = 100;
-  std::string deepest = "followed";
-  for (int level = 0; level < levels; ++level) deepest += "/d";
-  std::filesystem::create_directories(path(deepest));
+  const std::string deepest = Tests::pathOfDepth(levels);
+  std::filesystem::create_directories(path("followed/" + deepest));
   syncWait([&]() -> Async<void> {
     auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")),
                                      {.depth = DirectoryDepth::tree}, clock_)
@@ -204,10 +203,10 @@ TEST_F(DirectoryChangesTest, DeepTreeIsListedAgainWithFewDescriptors) {
     Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
     while (clock_.timerCount() == 0) co_await Task<>::yield();
     std::filesystem::rename(path("away"), path("followed"));
-    put(deepest + "/added");
+    put("followed/" + deepest + "/added");
     const auto limit = Tests::fewDescriptors(levels / 2);
     clock_.advance(1s);
-    EXPECT_EQ((co_await next.value()).back().entry.path, deepest.substr(9) + "/added");
+    EXPECT_EQ((co_await next.value()).back().entry.path, deepest + "/added");
   });
 }
 

@@ -5,8 +5,9 @@ tessaly_backend(Bookmarks SOURCES DocumentPortal.cpp FileBookmarks.cpp PACKAGES 
 tessaly_backend(Device SOURCES FirmwareDevice.cpp)
 tessaly_backend(Files
   SOURCES
-    CopyItem.cpp DirectoryListener.cpp DirectoryListing.cpp InotifyChangeSource.cpp InotifyDirectorySource.cpp
-    InotifyDirectorySourceSettling.cpp InotifyObjectSource.cpp LinuxFileManager.cpp NSFileCoordinator.cpp
+    CopyItem.cpp DirectoryCursor.cpp DirectoryListener.cpp DirectoryListing.cpp InotifyChangeSource.cpp
+    InotifyDirectorySource.cpp InotifyDirectorySourceSettling.cpp InotifyObjectSource.cpp LinuxFileManager.cpp
+    NSFileCoordinator.cpp RemoveItem.cpp
   LIBRARIES Locks Text
   PACKAGES archive fmt)
 tessaly_backend(Logging

@@ -8,15 +8,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <filesystem>
+#include <exception>
 #include <limits>
 #include <memory>
-#include <system_error>
-#include <vector>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
+#include "Tessaly/Platform/Files/detail/RemoveItem.hpp"
+#include "Tessaly/Platform/Linux/DirectoryCursor.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -41,12 +42,21 @@ class Discarding {
   Discarding(const Discarding&) = delete;
   Discarding& operator=(const Discarding&) = delete;
   ~Discarding() {
-    std::error_code ignored;
-    if (!isComplete_) std::filesystem::remove_all(copy_, ignored);
+    if (!isComplete_) static_cast<void>(discard());
   }
   void keep() noexcept { isComplete_ = true; }
 
  private:
+  /// Returns whether the copy is gone. A failure is not reported, because the error of the copy is being passed on.
+  [[nodiscard]] bool discard() const noexcept {
+    try {
+      removeItem(copy_);
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
   const std::string& copy_;
   bool isComplete_ = false;
 };
@@ -114,8 +124,8 @@ bool isUnchanged(const struct stat& before, const struct stat& after) noexcept {
   return before.st_size == after.st_size && isSameMoment(before.st_mtim, after.st_mtim);
 }
 
-void copyFile(const std::string& source, const std::string& destination) {
-  const FileHandle from(checked(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)));
+void copyFile(int directory, const std::string& name, const std::string& destination) {
+  const FileHandle from(checked(::openat(directory, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)));
   FileHandle to(checked(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)));
   Discarding incomplete(destination);
   const int writing = to.fileDescriptor();
@@ -138,46 +148,42 @@ void copyFile(const std::string& source, const std::string& destination) {
   incomplete.keep();
 }
 
-void copyLink(const std::string& source, const std::string& destination, const struct stat& status) {
-  const std::string target = std::filesystem::read_symlink(source).string();
-  checked(::symlink(target.c_str(), destination.c_str()));
+void copyLink(int directory, const std::string& name, const std::string& destination, const struct stat& status) {
+  checked(::symlink(targetOfLink(directory, name.c_str()).c_str(), destination.c_str()));
   const timespec times[2]{status.st_atim, status.st_mtim};
   checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW));
 }
 
-/// The names in a directory. The directory is closed when the function returns, because a tree may have more levels
-/// than this process may have descriptors.
-std::vector<std::filesystem::path> namesIn(const std::filesystem::path& folder) {
-  std::vector<std::filesystem::path> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
-  return names;
-}
+void copyEntry(DirectoryCursor& place, const std::string& name, const std::string& destination);
 
-void copyFolder(const std::string& source, const std::string& destination, const struct stat& status) {
+void copyFolder(DirectoryCursor& place, const std::string& name, const std::string& destination) {
+  place.enter(name);
+  struct stat status{};
+  checked(::fstatat(place.descriptor(), ".", &status, 0));
   checked(::mkdir(destination.c_str(), S_IRWXU));
   Discarding incomplete(destination);
-  const std::filesystem::path from(source);
-  const std::filesystem::path to(destination);
-  for (const auto& name : namesIn(from)) copyItem((from / name).string(), (to / name).string());
+  while (const auto below = place.nextName()) copyEntry(place, *below, (destination + '/').append(*below));
+  place.leave();
   checkedIfSupported(::chmod(destination.c_str(), status.st_mode & permissions));
   const timespec times[2]{status.st_atim, status.st_mtim};
   checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, 0));
   incomplete.keep();
 }
 
+void copyEntry(DirectoryCursor& place, const std::string& name, const std::string& destination) {
+  struct stat status{};
+  checked(::fstatat(place.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW));
+  if (S_ISREG(status.st_mode)) return copyFile(place.descriptor(), name, destination);
+  if (S_ISLNK(status.st_mode)) return copyLink(place.descriptor(), name, destination, status);
+  if (S_ISDIR(status.st_mode)) return copyFolder(place, name, destination);
+  throw POSIXError(ENOTSUP);
+}
+
 }  // namespace
 
 void copyItem(const std::string& source, const std::string& destination) {
-  struct stat status{};
-  checked(::lstat(source.c_str(), &status));
-  try {
-    if (S_ISREG(status.st_mode)) return copyFile(source, destination);
-    if (S_ISLNK(status.st_mode)) return copyLink(source, destination, status);
-    if (S_ISDIR(status.st_mode)) return copyFolder(source, destination, status);
-  } catch (const std::filesystem::filesystem_error& error) {
-    throw POSIXError(error.code().value());
-  }
-  throw POSIXError(ENOTSUP);
+  DirectoryCursor place;
+  copyEntry(place, source, destination);
 }
 
 }  // namespace Tessaly::inline v1::detail

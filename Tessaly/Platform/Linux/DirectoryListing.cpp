@@ -12,6 +12,8 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
+#include <cstddef>
 #include <memory>
 #include <string_view>
 
@@ -86,9 +88,9 @@ std::optional<FoundFile> lookAtEntry(int directory, const dirent& entry, Unreada
   }
 }
 
-}  // namespace
-
-std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable) {
+/// Calls a function with a descriptor of the directory and each entry.
+template <typename Visit>
+void forEachEntry(int directory, Visit visit) {
   const int own = ::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (own < 0) throw POSIXError::last();
   const std::unique_ptr<DIR, CloseDirectory> stream(::fdopendir(own));
@@ -97,18 +99,39 @@ std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, Unre
     ::close(own);
     throw error;
   }
-  std::vector<std::pair<std::string, FoundFile>> found;
   for (;;) {
     errno = 0;
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr) {
       if (errno != 0) throw POSIXError::last();
-      return found;
+      return;
     }
     const std::string_view name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    if (const auto file = lookAtEntry(own, *entry, unreadable)) found.emplace_back(name, *file);
+    if (name != "." && name != "..") visit(own, *entry);
   }
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable) {
+  std::vector<std::pair<std::string, FoundFile>> found;
+  forEachEntry(directory, [&](int own, const dirent& entry) {
+    if (const auto file = lookAtEntry(own, entry, unreadable)) found.emplace_back(entry.d_name, *file);
+  });
+  return found;
+}
+
+std::vector<std::string> namesInDirectory(int directory) {
+  std::vector<std::string> names;
+  forEachEntry(directory, [&](int, const dirent& entry) { names.emplace_back(entry.d_name); });
+  return names;
+}
+
+std::string targetOfLink(int directory, const char* name) {
+  std::array<char, PATH_MAX> target;  // The kernel allows no longer targets.
+  const ssize_t length = ::readlinkat(directory, name, target.data(), target.size());
+  if (length < 0) throw POSIXError::last();
+  return {target.data(), static_cast<std::size_t>(length)};
 }
 
 bool isOnRemoteVolume(const char* path) noexcept {

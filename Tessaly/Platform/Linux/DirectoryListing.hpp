@@ -45,6 +45,12 @@ enum class UnreadableEntry : std::uint8_t { isListed, isOmitted };
 /// descriptor `directory` unchanged. Throws `POSIXError`.
 [[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable);
 
+/// The names in an open directory, except "." and "..", like `listDirectory`.
+[[nodiscard]] std::vector<std::string> namesInDirectory(int directory);
+
+/// Where a symbolic link leads. Throws `POSIXError`.
+[[nodiscard]] std::string targetOfLink(int directory, const char* name);
+
 /// Whether the volume of a path is a network or FUSE volume, whose files can change without an event on this system.
 /// False if the volume cannot be examined.
 [[nodiscard]] bool isOnRemoteVolume(const char* path) noexcept;

@@ -23,6 +23,7 @@
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
+#include "Tessaly/Platform/Files/detail/RemoveItem.hpp"
 #include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 #include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
 #include "Tessaly/Platform/Linux/InotifyDirectorySource.hpp"
@@ -138,11 +139,7 @@ class LinuxFileManager final : public FileManager {
     copyItem(source, destination);
     removeItem(source);
   }
-  void removeItem(const URL& url) override {
-    std::error_code code;
-    if (std::filesystem::remove_all(filePath(url), code) == 0) throw POSIXError(ENOENT);
-    throwIf(code);
-  }
+  void removeItem(const URL& url) override { detail::removeItem(filePath(url)); }
 
   void setIsExcludedFromBackup(bool isExcluded, const URL& url) override {
     const std::string path = filePath(url);

@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
@@ -22,6 +21,8 @@
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
 #include "Tessaly/Platform/Linux/ArchiveLibrary.hpp"
+#include "Tessaly/Platform/Linux/DirectoryCursor.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -69,17 +70,20 @@ class ZipWriter {
   ZipWriter(const ZipWriter&) = delete;
   ZipWriter& operator=(const ZipWriter&) = delete;
 
-  void add(const std::string& path, const std::string& name) {
+  /// Adds an entry of a directory. Returns whether the entry is a directory, too.
+  bool add(int directory, const std::string& entryName, const std::string& name) {
     struct stat status{};
-    if (::lstat(path.c_str(), &status) != 0) throw POSIXError::last();
+    if (::fstatat(directory, entryName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw POSIXError::last();
     const std::unique_ptr<archive_entry, FreeEntry> entry(archive_entry_new());
     archive_entry_copy_stat(entry.get(), &status);
     archive_entry_copy_pathname(entry.get(), name.c_str());
     if (S_ISLNK(status.st_mode)) {
-      archive_entry_copy_symlink(entry.get(), std::filesystem::read_symlink(path).c_str());
+      archive_entry_copy_symlink(entry.get(), targetOfLink(directory, entryName.c_str()).c_str());
     }
-    if (S_ISREG(status.st_mode)) return addFile(path, name, entry.get());
-    if (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode)) addHeader(name, entry.get());
+    const bool isDirectory = S_ISDIR(status.st_mode);
+    if (S_ISREG(status.st_mode)) addFile(directory, entryName, name, entry.get());
+    if (isDirectory || S_ISLNK(status.st_mode)) addHeader(name, entry.get());
+    return isDirectory;
   }
   void finish() { check(archive_write_close(zip_.get())); }
 
@@ -107,8 +111,9 @@ class ZipWriter {
   /// Adds a file. The header with the size precedes the contents. Files such as those of /proc report other sizes, but
   /// are small: the first block contains them completely and gives their size. If the first block is full and the
   /// reported size is not larger than the block, the header has no size.
-  void addFile(const std::string& path, const std::string& name, archive_entry* entry) {
-    const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
+  void addFile(int directory, const std::string& entryName, const std::string& name, archive_entry* entry) {
+    const FileHandle file(::openat(directory, entryName.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    if (file.fileDescriptor() < 0) throw POSIXError::last();
     std::size_t filled = fillBlock(file);
     if (filled < block_.size()) {
       archive_entry_set_size(entry, static_cast<la_int64_t>(filled));
@@ -171,18 +176,18 @@ class TemporaryFile {
 
 void zipFolder(const std::string& folder, int archive) {
   ZipWriter zip(archive);
-  const std::filesystem::path top(folder);
-  const std::string name = top.filename().string();
-  zip.add(folder + "/.", name + '/');  // A link to the directory becomes a directory, too.
-  // A recursive iterator would keep each level open, and a tree may have more levels than this process may have
-  // descriptors.
-  std::vector<std::filesystem::path> unvisited{top};
-  while (!unvisited.empty()) {
-    const std::filesystem::path visited = std::move(unvisited.back());
-    unvisited.pop_back();
-    for (const auto& entry : std::filesystem::directory_iterator(visited)) {
-      zip.add(entry.path().string(), name + '/' + entry.path().lexically_relative(top).string());
-      if (entry.symlink_status().type() == std::filesystem::file_type::directory) unvisited.push_back(entry.path());
+  DirectoryCursor place;
+  place.enter(folder + "/.");  // A link to the directory becomes a directory, too.
+  std::string above = std::filesystem::path(folder).filename().string() + '/';
+  zip.add(place.descriptor(), ".", above);
+  while (place.depth() > 0) {
+    if (const auto name = place.nextName()) {
+      if (!zip.add(place.descriptor(), *name, above + *name)) continue;
+      place.enter(*name);
+      above.append(*name) += '/';
+    } else {
+      place.leave();
+      above.resize(above.rfind('/', above.size() - 2) + 1);
     }
   }
   zip.finish();
@@ -197,11 +202,7 @@ void NSFileCoordinator::coordinateReading(const URL& url, ReadingOptions options
   if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
   if (options != ReadingOptions::forUploading || !S_ISDIR(status.st_mode)) return accessor(url);
   TemporaryFile archive;
-  try {
-    zipFolder(path, archive.handle().fileDescriptor());
-  } catch (const std::filesystem::filesystem_error& error) {
-    throw POSIXError(error.code().value());
-  }
+  zipFolder(path, archive.handle().fileDescriptor());
   archive.handle().close();
   accessor(URL::fileURLWithPath(archive.path()));
 }

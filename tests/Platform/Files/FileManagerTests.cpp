@@ -201,17 +201,20 @@ TEST_F(FileManagerTest, DirectoryIsNotCopiedIntoItself) {
   EXPECT_TRUE(std::filesystem::is_directory(path("ab/b")));
 }
 
-TEST_F(FileManagerTest, DeepDirectoryIsCopiedWithFewDescriptors) {
+TEST_F(FileManagerTest, DeepDirectoryIsCopiedAndRemovedWithFewDescriptors) {
   constexpr int levels = 100;
-  std::string below;
-  for (int level = 0; level < levels; ++level) below += "/d";
-  std::filesystem::create_directories(path("a" + below));
-  put("a" + below + "/file", "text");
-  {
-    const auto limit = Tests::fewDescriptors(levels / 2);
-    files.copyItem(url("a"), url("b"));
-  }
-  EXPECT_EQ(files.contents(url("b" + below + "/file")).text(), "text");
+  const std::string deepest = "/" + Tests::pathOfDepth(levels);
+  std::filesystem::create_directories(path("a" + deepest));
+  put("a" + deepest + "/file", "text");
+  const auto limit = Tests::fewDescriptors(levels / 2);
+  files.copyItem(url("a"), url("b"));
+  EXPECT_EQ(files.contents(url("b" + deepest + "/file")).text(), "text");
+  files.removeItem(url("b"));
+  EXPECT_FALSE(files.fileExists(path("b")));
+  // The incomplete copy is removed, too.
+  ASSERT_EQ(::mkfifo(path("a/pipe").c_str(), 0600), 0);
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("a"), url("b")); }), ENOTSUP);
+  EXPECT_FALSE(files.fileExists(path("b")));
 }
 
 TEST_F(FileManagerTest, PipesAreNotCopied) {
@@ -248,6 +251,18 @@ TEST_F(FileManagerTest, RemovingFollowsNoLink) {
   files.removeItem(url("kept"));
   EXPECT_FALSE(files.fileExists(path("kept")));
   EXPECT_EQ(codeOf([&] { files.removeItem(url("kept")); }), ENOENT);
+}
+
+TEST_F(FileManagerTest, DirectoryWithEntriesOfAllKindsIsRemoved) {
+  std::filesystem::create_directories(path("a/full/inner"));
+  std::filesystem::create_directories(path("a/closed"));
+  put("a/file", "text");
+  put("a/full/inner/file", "text");
+  ASSERT_EQ(::mkfifo(path("a/pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("missing", path("a/full/dangling"));
+  ASSERT_EQ(::chmod(path("a/closed").c_str(), 0), 0);
+  files.removeItem(url("a"));
+  EXPECT_FALSE(files.fileExists(path("a")));
 }
 
 TEST_F(FileManagerTest, DirectoryIsMarkedByAStandardTag) {

@@ -83,8 +83,7 @@ TEST_F(CoordinatedReading, ArchiveOfADirectoryIsPrivateAndTemporary) {
 
 TEST_F(CoordinatedReading, ArchiveOfADeepDirectoryNeedsFewDescriptors) {
   constexpr int levels = 100;
-  std::string below = "deep";
-  for (int level = 0; level < levels; ++level) below += "/d";
+  const std::string below = "deep/" + Tests::pathOfDepth(levels);
   std::filesystem::create_directories(path(below));
   std::ofstream(path(below + "/a")) << "hello";
   const auto limit = Tests::fewDescriptors(levels / 2);
